@@ -1,0 +1,27 @@
+#include <android/log.h>
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+
+#include "collector/stats_collector.h"
+
+namespace tarnwick {
+
+int StatsCollector::output(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  int result = 0;
+  if (useStdout) {
+    result = vprintf(format, arguments);
+  } else {
+    std::array<char, 1024> record;
+    vsnprintf(record.data(), record.size(), format, arguments);
+    // There is one level only: the error priority passes every filter that a device may have set.
+    result = __android_log_write(ANDROID_LOG_ERROR, "Tarnwick", record.data());
+  }
+  va_end(arguments);
+  return result;
+}
+
+}  // namespace tarnwick

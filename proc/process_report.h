@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "collector/report_sink.h"
+#include "proc/process_record.h"
+
+namespace tarnwick {
+
+enum class ProcessColumns {
+  kProcesses,  // CPU time and page faults
+  kThreads,    // the same, and the scheduler's run time, wait time and time slices
+};
+
+// Prints one line for each record of subtractProcesses whose total is above `minCpuMs`
+// (milliseconds), in the order in which they come. Pure but for the sink.
+void formatProcessReport(const std::vector<android::sp<ProcessRecord>>& deltas, int64_t minCpuMs,
+                         ProcessColumns columns, ReportSink& sink);
+
+}  // namespace tarnwick

@@ -1,0 +1,47 @@
+#include "proc/read_cpu.h"
+
+#include <array>
+#include <cstdio>
+
+#include "collector/stats_collector.h"
+#include "sysstat/scan.h"
+
+namespace tarnwick {
+
+namespace {
+
+// No /proc/stat comes near this; a file that does is cut rather than allowed to eat the memory.
+constexpr size_t kMostStatBytes = size_t{4} << 20;
+
+std::string_view readStat(StatsCollector& collector) {
+  std::vector<char>& text = collector.statText;
+  for (;;) {
+    const int64_t got =
+        collector.readKernelFile("/proc/stat", text.data(), static_cast<int32_t>(text.size()));
+    // A full buffer may hide more. The larger one is kept, so this happens once in a run, if at all.
+    if (got < static_cast<int64_t>(text.size()) || text.size() >= kMostStatBytes) {
+      return kernelText(text.data(), text.size());
+    }
+    text.resize(2 * text.size());
+  }
+}
+
+}  // namespace
+
+void readCpuTimes(StatsCollector& collector, const char* key, CpuTimes& out) {
+  parseCpuTimes(readStat(collector), key, out);
+}
+
+void readCpuFreqStats(StatsCollector& collector, std::vector<FreqMap>& maps) {
+  for (int32_t cpu = 0; cpu < collector.cpuCount; ++cpu) {
+    std::array<char, 80> path;
+    snprintf(path.data(), path.size(), "/sys/devices/system/cpu/cpu%d/cpufreq/stats/time_in_state",
+             cpu);
+    std::array<char, 4096> text;
+    if (collector.readKernelFile(path.data(), text.data(), text.size()) != 0) {
+      parseTimeInState(kernelText(text.data(), text.size()), maps[static_cast<size_t>(cpu)]);
+    }
+  }
+}
+
+}  // namespace tarnwick

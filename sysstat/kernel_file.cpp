@@ -1,0 +1,52 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "collector/stats_collector.h"
+
+namespace tarnwick {
+
+namespace {
+
+void reportError(StatsCollector& collector, const char* doing, const char* path) {
+  const int error = errno;
+  collector.output("Error %s %s: %s (%d)\n", doing, path, strerror(error), error);
+}
+
+}  // namespace
+
+int64_t StatsCollector::readKernelFile(const char* path, char* buffer, int32_t size) {
+  const auto capacity = static_cast<size_t>(size);
+  memset(buffer, 0, capacity);
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return 0;
+  }
+  const ssize_t got = read(fd, buffer, capacity);
+  if (got == -1) {
+    // The words are those of a failed open: whoever reads the log looks for one message, not two.
+    reportError(*this, "opening", path);
+  }
+  close(fd);
+  return got;
+}
+
+void StatsCollector::writeKernelFile(const char* path, const char* text) {
+  const int fd = open(path, O_WRONLY | O_CLOEXEC);
+  if (fd == -1) {
+    reportError(*this, "opening", path);
+    exit(1);
+  }
+  const size_t length = strlen(text);
+  if (write(fd, text, length) != static_cast<ssize_t>(length)) {
+    reportError(*this, "writing to", path);
+    close(fd);
+    exit(1);
+  }
+  close(fd);
+}
+
+}  // namespace tarnwick
