@@ -27,7 +27,7 @@ android::sp<ProcessRecord> subtract(const ProcessRecord& before, const ProcessRe
 
 std::vector<android::sp<ProcessRecord>> subtractProcesses(const ProcessMap& before,
                                                           const ProcessMap& after) {
-  const ProcessRecord unborn;
+  const android::sp<ProcessRecord> unborn = new ProcessRecord;
   std::vector<android::sp<ProcessRecord>> deltas;
   deltas.reserve(after.size());
   // Both maps ascend by id, so one walk over them finds every partner.
@@ -37,7 +37,7 @@ std::vector<android::sp<ProcessRecord>> subtractProcesses(const ProcessMap& befo
       ++partner;
     }
     const bool known = partner != before.end() && partner->first == id;
-    deltas.push_back(subtract(known ? *partner->second : unborn, *record));
+    deltas.push_back(subtract(known ? *partner->second : *unborn, *record));
   }
   std::stable_sort(deltas.begin(), deltas.end(),
                    [](const auto& a, const auto& b) { return a->total > b->total; });
