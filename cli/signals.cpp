@@ -11,22 +11,25 @@
 #include <csignal>
 #include <cstdio>
 
+#include "collector/stdout_section.h"
+
 namespace tarnwick {
 
 namespace {
 
 volatile sig_atomic_t gSigusr1Seen = 0;
 volatile sig_atomic_t gInterruptThreadRuns = 0;
-sem_t gInterruptSeen;
+sem_t gInterruptPosted;
+pthread_t gMainThread;
 
 extern "C" void exitNow(int /*signo*/) { _exit(0); }
 
 // Ends the process as exit(3) would, but from a thread of its own: what stands in the buffer of
-// standard output comes out, and nothing that the main thread might still print. Destructors do not
-// run, since the main thread may be anywhere in what they would destroy.
+// standard output comes out. Destructors do not run, since the main thread may be anywhere in what they
+// would destroy.
 void* interrupt_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "interrupt");
-  while (sem_wait(&gInterruptSeen) != 0) {
+  while (sem_wait(&gInterruptPosted) != 0) {
   }
   // A main thread that is blocked in a write holds the lock for as long as nobody reads, and so would
   // the flush. A reader that still reads needs far less than this.
@@ -44,7 +47,8 @@ void* interrupt_thread(void* /*unused*/) {
 }
 
 void startInterruptThread() {
-  sem_init(&gInterruptSeen, 0, 0);
+  gMainThread = pthread_self();
+  sem_init(&gInterruptPosted, 0, 0);
   pthread_t thread;
   // Without the thread an interrupt still ends the process, but loses what is buffered.
   gInterruptThreadRuns = pthread_create(&thread, nullptr, interrupt_thread, nullptr) == 0;
@@ -87,7 +91,12 @@ void onSignal(int signo) {
     if (!gInterruptThreadRuns) {
       _exit(0);
     }
-    sem_post(&gInterruptSeen);
+    sem_post(&gInterruptPosted);
+    if (pthread_equal(pthread_self(), gMainThread) != 0) {
+      stopMainThread();
+    } else {
+      pthread_kill(gMainThread, SIGINT);
+    }
   }
   errno = savedErrno;
 }

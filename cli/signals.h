@@ -11,7 +11,7 @@ namespace tarnwick {
 // The handler only records it, and the main thread acts on it.
 //
 // SIGINT ends the process at any moment, whatever the main thread is doing or blocked in. The handler
-// only wakes the interrupt thread, which does nothing else; the main thread takes no part.
+// wakes the interrupt thread, which does nothing else, and stops the main thread where it stands.
 
 // Blocks SIGUSR1, starts the interrupt thread and installs onSignal for SIGINT, then for SIGUSR1. Call
 // it before any other thread is started: they inherit the blocked SIGUSR1.

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "collector/stats_collector.h"
+#include "collector/stdout_section.h"
 
 namespace tarnwick {
 
@@ -13,6 +14,7 @@ int StatsCollector::output(const char* format, ...) {
   va_start(arguments, format);
   int result = 0;
   if (useStdout) {
+    const StdoutSection section;
     result = vprintf(format, arguments);
   } else {
     std::array<char, 1024> record;

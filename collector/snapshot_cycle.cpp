@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "collector/stats_collector.h"
+#include "collector/stdout_section.h"
 #include "proc/pmu.h"
 #include "proc/read_cpu.h"
 #include "proc/sample_processes.h"
@@ -100,6 +101,7 @@ void StatsCollector::endSample() {
   resetSample();
   sampling = false;
   if (useStdout) {
+    const StdoutSection section;
     fflush(stdout);
   }
 }

@@ -1,0 +1,318 @@
+"""When measurements begin and end, and what stands around their reports."""
+
+import os
+import pty
+import signal
+import subprocess
+import tempfile
+import time
+
+from harness import DeviceTest
+from program import SEPARATOR, mask_times, wait_for
+
+CPU_LINE = "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
+TIMES = "uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n"
+REPORT = SEPARATOR + CPU_LINE + TIMES
+START = "SIGUSR1->start()\n"
+STOP = "SIGUSR1->stop()\n"
+
+BUSY = "5     busy              : total={total:<4} utime={total:<4} stime=0    min_flt=0     maj_flt=0   \n"
+
+
+class Loop(DeviceTest):
+    def test_three_measurements(self):
+        with self.device.start("--stdout", "--iter=3", "--interval=1") as program:
+            self.assertEqual(mask_times(program.finish()), 3 * REPORT)
+
+    def test_no_limit_ends_by_interrupt_alone(self):
+        with self.device.start("--stdout", "--interval=0") as program:
+            wait_for(lambda: program.output().count(SEPARATOR) > 20, "20 reports")
+            output = program.interrupt()
+        self.assertEqual(mask_times(output)[:len(REPORT) * 20], REPORT * 20)
+
+    def test_every_report_is_flushed(self):
+        with self.device.start("--stdout", "--iter=2", "--interval=3600") as program:
+            program.toggle()
+            self.assertEqual(mask_times(program.output()), STOP + REPORT + REPORT)
+
+    def test_signal_ends_the_sleep_and_the_loop_prints_its_own_report(self):
+        self.device.process(5, "busy", 10)
+        with self.device.start("--stdout", "--iter=1", "--interval=3600") as program:
+            program.wait_until_waiting()
+            self.device.process(5, "busy", 12)
+            program.send(signal.SIGUSR1)
+            output = program.finish()
+        # The second report is measured against nothing: the first has reset the before side.
+        self.assertEqual(
+            mask_times(output),
+            STOP + SEPARATOR + BUSY.format(total=20) + CPU_LINE + TIMES
+            + SEPARATOR + BUSY.format(total=120) + CPU_LINE + TIMES)
+
+    def test_second_measurement_takes_over_the_after_side(self):
+        self.device.process(5, "busy", 10)
+        with self.device.start("--stdout", "--iter=2", "--interval=1") as program:
+            program.wait_until_waiting()
+            self.device.process(5, "busy", 12)
+            wait_for(lambda: TIMES in mask_times(program.output()), "the first report")
+            program.wait_until_waiting()
+            self.device.process(5, "busy", 17)
+            output = program.finish()
+        self.assertEqual(
+            mask_times(output),
+            SEPARATOR + BUSY.format(total=20) + CPU_LINE + TIMES
+            + SEPARATOR + BUSY.format(total=50) + CPU_LINE + TIMES)
+
+
+class Enter(DeviceTest):
+    def test_one_measurement_up_to_the_line(self):
+        with self.device.start("--stdout", "--enter") as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.output(), "")
+            program.type("\n")
+            self.assertEqual(mask_times(program.finish()), REPORT)
+
+    def test_end_of_input_ends_the_wait(self):
+        with self.device.start("--stdout", "--enter", stdin=subprocess.DEVNULL) as program:
+            self.assertEqual(mask_times(program.finish()), REPORT)
+
+    def test_closed_input_ends_the_wait(self):
+        with self.device.start("--stdout", "--enter", stdin=None,
+                               preexec_fn=lambda: os.close(0)) as program:
+            self.assertEqual(mask_times(program.finish()), REPORT)
+
+    def test_part_of_a_line_does_not_end_the_wait(self):
+        with self.device.start("--stdout", "--enter") as program:
+            program.wait_until_waiting()
+            program.type("no line yet")
+            # Read, and waiting again: only then is there nothing left in the pipe.
+            wait_for(lambda: pending_bytes(program.process.stdin) == 0, "the text is read")
+            program.wait_until_waiting()
+            program.type("\n")
+            self.assertEqual(mask_times(program.finish()), REPORT)
+
+    def test_a_full_line_buffer_ends_the_wait(self):
+        with self.device.start("--stdout", "--enter") as program:
+            program.wait_until_waiting()
+            program.type("x" * 78)
+            wait_for(lambda: pending_bytes(program.process.stdin) == 0, "the text is read")
+            program.wait_until_waiting()
+            program.type("x")
+            program.process.wait(60)
+            self.assertEqual(mask_times(program.output()), REPORT)
+
+    def test_signals_stop_and_start_while_the_wait_goes_on(self):
+        with self.device.start("--stdout", "--enter") as program:
+            program.toggle()
+            self.assertEqual(mask_times(program.output()), STOP + REPORT)
+            program.toggle()
+            program.type("\n")
+            self.assertEqual(mask_times(program.finish()), STOP + REPORT + START + REPORT)
+
+    def test_terminal(self):
+        leader, follower = pty.openpty()
+        with self.device.start("--stdout", "--enter", stdin=follower) as program:
+            os.close(follower)
+            program.wait_until_waiting()
+            os.write(leader, b"\n")
+            self.assertEqual(mask_times(program.finish()), REPORT)
+        os.close(leader)
+
+
+class Signal(DeviceTest):
+    def test_nothing_is_printed_before_the_first_signal(self):
+        with self.device.start("--stdout", "--sig") as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.interrupt(), "")
+
+    def test_signals_alternate_start_and_stop(self):
+        with self.device.start("--stdout", "--sig") as program:
+            for _ in range(4):
+                program.toggle()
+            self.assertEqual(mask_times(program.interrupt()), 2 * (START + STOP + REPORT))
+
+    def test_interval_and_iterations_are_ignored(self):
+        with self.device.start("--stdout", "--sig", "--iter=0", "--interval=0") as program:
+            program.toggle()
+            program.toggle()
+            self.assertEqual(mask_times(program.interrupt()), START + STOP + REPORT)
+
+    def test_report_has_reached_a_file_before_the_next_signal(self):
+        with self.device.start("--stdout", "--sig") as program:
+            program.toggle()
+            program.toggle()
+            self.assertEqual(mask_times(program.output()), START + STOP + REPORT)
+
+    def test_three_measurements_are_measured_end_to_end(self):
+        # What is used between a stop and the next start belongs to the next measurement.
+        self.device.process(5, "busy", 0)
+        with self.device.start("--stdout", "--sig") as program:
+            for ticks in (1, 2, 4, 8, 16, 32):
+                program.toggle()
+                self.device.process(5, "busy", ticks)
+            output = program.interrupt()
+        self.assertEqual(
+            mask_times(output),
+            "".join(START + STOP + SEPARATOR + BUSY.format(total=total) + CPU_LINE + TIMES
+                    for total in (10, 30, 120)))
+
+    def test_log_holds_the_notices_and_one_record_a_line(self):
+        with self.device.start("--sig") as program:
+            program.toggle()
+            program.toggle()
+            self.assertEqual(program.interrupt(), "")
+            records = log_records(program.errors())
+        # The line of the CPUs and its line end are two records.
+        self.assertEqual(
+            [mask_times(record) for record in records],
+            [START, STOP, SEPARATOR, CPU_LINE.rstrip("\n"), "\n", TIMES])
+
+    def test_signals_without_pause_leave_matching_sets(self):
+        with self.device.start("--stdout", "--sig") as program:
+            program.wait_until_waiting()
+
+            def send_on():
+                program.send(signal.SIGUSR1)
+                return program.output().count(STOP) >= 50
+            wait_for(send_on, "50 measurements")
+            program.wait_until_waiting()
+            output = mask_times(program.interrupt())
+        full = START + STOP + REPORT
+        sets = output.count(STOP)
+        self.assertIn(output, (sets * full, sets * full + START))
+
+
+class Interrupt(DeviceTest):
+    """SIGINT. Each state must be left with status 0 and without a report."""
+
+    def assert_ends_quickly(self, program):
+        program.send(signal.SIGINT)
+        program.process.wait(60)
+        self.assertEqual(program.process.returncode, 0)
+
+    def test_during_a_loop(self):
+        with self.device.start("--stdout", "--interval=3600") as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.interrupt(), "")
+
+    def test_during_an_enter_measurement(self):
+        with self.device.start("--stdout", "--enter") as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.interrupt(), "")
+
+    def test_during_a_signal_measurement_the_start_notice_comes_out(self):
+        with self.device.start("--stdout", "--sig") as program:
+            program.toggle()
+            self.assertEqual(program.output(), "")
+            self.assertEqual(program.interrupt(), START)
+
+    def test_with_sigint_ignored_by_the_caller(self):
+        # As a shell does for a command in the background.
+        with self.device.start(
+                "--stdout", "--sig",
+                preexec_fn=lambda: signal.signal(signal.SIGINT, signal.SIG_IGN)) as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.interrupt(), "")
+
+    def test_with_all_signals_blocked_by_the_caller(self):
+        with self.device.start(
+                "--stdout", "--sig",
+                preexec_fn=lambda: signal.pthread_sigmask(signal.SIG_BLOCK, range(1, 32))) as program:
+            program.toggle()
+            self.assertEqual(program.interrupt(), START)
+
+    def test_while_a_reader_of_the_report_does_not_read(self):
+        # More output than a pipe holds, so that the main thread blocks in the middle of a report.
+        for pid in range(1000, 3000):
+            self.device.process(pid, "busy", 9)
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        with self.device.start("--stdout", "--iter=1", "--interval=0", "--min-cpu=-1",
+                               stdout=writer, stdin=subprocess.DEVNULL) as program:
+            os.close(writer)
+            wait_for(lambda: is_in_system_call(program, "write"), "the pipe is full")
+            self.assert_ends_quickly(program)
+
+    def test_while_a_kernel_file_does_not_answer(self):
+        # A FIFO without a writer: the open of it blocks as a broken driver would.
+        os.mkdir(self.device.path("/proc/5"))
+        os.mkfifo(self.device.path("/proc/5/stat"))
+        with self.device.start("--stdout", "--enter") as program:
+            wait_for(lambda: is_in_system_call(program, "openat"), "the open blocks")
+            self.assert_ends_quickly(program)
+            self.assertEqual(program.output(), "")
+
+    def test_at_random_moments(self):
+        for pid in range(1000, 1100):
+            self.device.process(pid, "busy", 9)
+        moments = tempfile.mkdtemp()
+        self.addCleanup(os.rmdir, moments)
+        for delay_us in range(0, 10000, 400):
+            with self.device.start("--stdout", "--interval=0") as program:
+                program.wait_for_thread_name("interrupt")
+                wait_until = time.monotonic_ns() + delay_us * 1000
+                while time.monotonic_ns() < wait_until:
+                    pass
+                self.assert_ends_quickly(program)
+                output = program.output()
+            self.assertTrue(output == "" or output.endswith("\n") or "cpu" in output[-100:], output)
+
+
+class BrokenOutput(DeviceTest):
+    def test_full_disk_ends_with_status_0(self):
+        with open("/dev/full", "w") as full:
+            with self.device.start("--stdout", "--iter=2", "--interval=0", stdout=full) as program:
+                program.process.wait(60)
+                self.assertEqual(program.process.returncode, 0)
+
+    def closed_pipe(self, **popen):
+        reader, writer = os.pipe()
+        os.close(reader)
+        with self.device.start("--stdout", "--iter=3", "--interval=0", stdout=writer,
+                               **popen) as program:
+            os.close(writer)
+            program.process.wait(60)
+            return program.process.returncode
+
+    def test_closed_pipe_ends_the_program_as_it_ends_every_filter(self):
+        self.assertEqual(self.closed_pipe(), -signal.SIGPIPE)
+
+    def test_closed_pipe_is_ignored_where_the_caller_ignores_it(self):
+        self.assertEqual(self.closed_pipe(restore_signals=False), 0)
+
+    def test_closed_output_receives_no_kernel_file(self):
+        # The descriptor of standard output must not be taken by a file of the device.
+        with self.device.start("--stdout", "--iter=1", "--interval=0",
+                               preexec_fn=lambda: os.close(1)) as program:
+            program.process.wait(60)
+            self.assertEqual(program.process.returncode, 0)
+            self.assertEqual(program.errors(), "")
+
+
+def pending_bytes(pipe):
+    """Bytes in a pipe that its reader has not taken."""
+    import array
+    import fcntl
+    import termios
+    count = array.array("i", [0])
+    fcntl.ioctl(pipe.fileno(), termios.FIONREAD, count)
+    return count[0]
+
+
+def is_in_system_call(program, name):
+    number = {"x86_64": {"write": 1, "openat": 257},
+              "aarch64": {"write": 64, "openat": 56}}[os.uname().machine][name]
+    with open(f"/proc/{program.pid}/comm") as comm:
+        if comm.read() != "tarnwick\n":
+            return False
+    with open(f"/proc/{program.pid}/syscall") as syscall:
+        return syscall.read().split()[0] == str(number)
+
+
+def log_records(errors):
+    """The records that the log library wrote to standard error, without their heads.
+
+    A record is "TAG PRIORITY DATE TIME PID TID TEXT" and ends in a newline of the library's own.
+    """
+    import re
+    head = re.compile(r"^Tarnwick E \d\d-\d\d \d\d:\d\d:\d\d +\d+ +\d+ ", re.M)
+    return [record[:-1] for record in head.split(errors)[1:]]

@@ -1,0 +1,133 @@
+"""Runs the program that the tests are about, sends it signals and waits for it, with deadlines."""
+
+import os
+import re
+import signal
+import subprocess
+import tempfile
+import time
+
+PROGRAM = os.path.realpath(os.environ["TARNWICK"])
+SEPARATOR = "-" * 113 + "\n"
+DEADLINE_S = 60
+
+# x86-64 and AArch64.
+SYS_PPOLL = {"x86_64": 271, "aarch64": 73}[os.uname().machine]
+
+TIMING_LINE = re.compile(
+    r"^uptime=(\d+), realtime=(\d+), proctimebefore=(\d+), proctimeafter=(\d+)\n", re.M)
+
+
+def wait_for(condition, what):
+    """Polls until the condition holds. Fails the test when it does not in time."""
+    give_up = time.monotonic() + DEADLINE_S
+    while not condition():
+        if time.monotonic() > give_up:
+            raise AssertionError(f"not in {DEADLINE_S} s: {what}")
+        time.sleep(0.001)
+
+
+def mask_times(output):
+    """The timing line with a letter for each of its four times, which differ from run to run."""
+    return TIMING_LINE.sub("uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n", output)
+
+
+class Program:
+    """One run. Its standard input is a pipe, its output is collected to the end.
+
+    `prefix` is a command that executes the program in its own process, as enter_device.sh does.
+    """
+
+    def __init__(self, *options, prefix=(), stdin=subprocess.PIPE, stdout=None, **popen):
+        self.stdout = tempfile.TemporaryFile() if stdout is None else None
+        self.stderr = tempfile.TemporaryFile()
+        self.process = subprocess.Popen(
+            [*prefix, PROGRAM, *options],
+            stdin=stdin,
+            stdout=self.stdout if stdout is None else stdout,
+            stderr=self.stderr,
+            **popen)
+        self.pid = self.process.pid
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        for stream in (self.stdout, self.stderr, self.process.stdin):
+            if stream is not None:
+                stream.close()
+
+    def _status(self, field):
+        with open(f"/proc/{self.pid}/status") as status:
+            for line in status:
+                if line.startswith(field + ":"):
+                    return int(line.split()[1], 16)
+        raise AssertionError(field)
+
+    def is_waiting(self):
+        """Whether the main thread sleeps in its wait and no SIGUSR1 is on its way to it.
+
+        The pending set is read first: a signal leaves it only when the wait that it ended is over, so
+        a wait that is seen afterwards is a later one.
+        """
+        if self.process.poll() is not None:
+            raise AssertionError(f"ended with {self.process.returncode}: {self.errors()}")
+        usr1 = 1 << (signal.SIGUSR1 - 1)
+        if (self._status("ShdPnd") | self._status("SigPnd")) & usr1:
+            return False
+        with open(f"/proc/{self.pid}/syscall") as syscall:
+            return syscall.read().split()[0] == str(SYS_PPOLL)
+
+    def wait_until_waiting(self):
+        wait_for(self.is_waiting, "the program waits")
+
+    def wait_for_thread_name(self, name):
+        def named():
+            for task in os.listdir(f"/proc/{self.pid}/task"):
+                with open(f"/proc/{self.pid}/task/{task}/comm") as comm:
+                    if comm.read() == name + "\n":
+                        return True
+            return False
+        wait_for(named, f"a thread named {name}")
+
+    def send(self, signo):
+        os.kill(self.pid, signo)
+
+    def toggle(self):
+        """Sends SIGUSR1 and waits until the program has acted on it and waits again."""
+        self.wait_until_waiting()
+        self.send(signal.SIGUSR1)
+        self.wait_until_waiting()
+
+    def type(self, text):
+        self.process.stdin.write(text.encode())
+        self.process.stdin.flush()
+
+    def finish(self, status=0):
+        """Waits for the end, checks the exit status and returns the standard output."""
+        if self.process.stdin is not None:
+            self.process.stdin.close()
+        self.process.wait(DEADLINE_S)
+        if self.process.returncode != status:
+            raise AssertionError(
+                f"exit status {self.process.returncode}, not {status}: {self.errors()}")
+        return self.output()
+
+    def interrupt(self):
+        """Ends the program by SIGINT and returns the standard output."""
+        self.send(signal.SIGINT)
+        return self.finish()
+
+    def output(self):
+        return self._text(self.stdout)
+
+    def errors(self):
+        return self._text(self.stderr)
+
+    @staticmethod
+    def _text(stream):
+        # Not seek: the program shares the file's offset, and may still be writing.
+        return os.pread(stream.fileno(), 1 << 26, 0).decode(errors="surrogateescape")
