@@ -2,18 +2,19 @@
 //
 //   process_walk [CHILDREN]
 //
-// Starts so many idle children (0), then takes turns at two walks over /proc: the floor, which opens,
-// reads and closes each stat file and does nothing with it, and the program's own, whose records are
-// dropped between the rounds as by a measurement. Prints the median CPU time of each and of the ratios.
+// Starts so many idle children (0), then takes turns at two walks over /proc: the floor, which
+// opens, reads and closes each stat file and does nothing with it, and the program's own, whose
+// records are dropped between the rounds as by a measurement. Prints the median CPU time of each
+// and of the ratios.
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -51,7 +52,7 @@ void floorWalk() {
     std::array<char, 4096> text;
     const int fd = open(path.data(), O_RDONLY | O_CLOEXEC);
     if (fd >= 0) {
-      static_cast<void>(!read(fd, text.data(), text.size()));
+      [[maybe_unused]] const ssize_t got = read(fd, text.data(), text.size());
       close(fd);
     }
   }

@@ -8,7 +8,9 @@ namespace tarnwick {
 namespace {
 
 // As atoi(3) of the C libraries: what does not fit is cut to its low 32 bits.
-int32_t toInt32(const char* text) { return static_cast<int32_t>(std::strtol(text, nullptr, 10)); }
+int32_t toInt32(const char* text) {
+  return static_cast<int32_t>(std::strtol(text, nullptr, 10));
+}
 
 // The value of a "--name=value" argument, or null when it is another option.
 const char* valueOf(const char* argument, std::string_view prefix) {

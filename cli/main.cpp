@@ -11,13 +11,14 @@
 
 namespace {
 
-// A standard descriptor that was closed would be given to the next kernel file that is opened, and the
-// report written there.
+// A standard descriptor that was closed would be given to the next kernel file that is opened, and
+// the report written there.
 void openStandardDescriptors() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(fd, F_GETFD) == -1) {
       // The lowest free descriptor is the missing one.
-      static_cast<void>(open("/dev/null", O_RDWR));
+      static_cast<void>(
+          open("/dev/null", O_RDWR));  // NOLINT(android-cloexec-open): children inherit these
     }
   }
 }

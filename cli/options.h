@@ -32,10 +32,10 @@ struct Options {
 // The options of this run.
 extern Options gOptions;
 
-// Reads a command line; argv[0] is not looked at. No value when it must be answered with the usage: an
-// unknown argument, or both kinds of tracing in a run mode that allows tracing. In a loop of more than
-// one measurement tracing is switched off instead, silently. Numbers are read as by atoi(3), unchecked;
-// of options that contradict each other the last one holds. Pure.
+// Reads a command line; argv[0] is not looked at. No value when it must be answered with the usage:
+// an unknown argument, or both kinds of tracing in a run mode that allows tracing. In a loop of
+// more than one measurement tracing is switched off instead, silently. Numbers are read as by
+// atoi(3), unchecked; of options that contradict each other the last one holds. Pure.
 std::optional<Options> parseCommandLine(int argc, const char* const* argv);
 
 // Fills gOptions, or prints the usage and ends the process.

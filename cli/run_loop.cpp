@@ -35,8 +35,8 @@ void toggleSample() {
   }
 }
 
-// As sleep(3): a signal is acted on and ends the sleep early. Another one that arrived in the meantime
-// is acted on before the sleep returns.
+// As sleep(3): a signal is acted on and ends the sleep early. Another one that arrived in the
+// meantime is acted on before the sleep returns.
 void sleepInterval(uint32_t seconds) {
   timespec rest = {static_cast<time_t>(seconds), 0};
   while (waitForEvent(-1, &rest) == WaitResult::kSigusr1) {
@@ -45,8 +45,8 @@ void sleepInterval(uint32_t seconds) {
   }
 }
 
-// Returns when standard input has given a line, or as much of one as an 80-byte fgets(3) takes, or has
-// ended. Signals are acted on meanwhile.
+// Returns when standard input has given a line, or as much of one as an 80-byte fgets(3) takes, or
+// has ended. Signals are acted on meanwhile.
 void waitForEnter() {
   std::array<char, 79> line;
   size_t filled = 0;

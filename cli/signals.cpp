@@ -22,17 +22,19 @@ volatile sig_atomic_t gInterruptThreadRuns = 0;
 sem_t gInterruptPosted;
 pthread_t gMainThread;
 
-extern "C" void exitNow(int /*signo*/) { _exit(0); }
+extern "C" void exitNow(int /*signo*/) {
+  _exit(0);
+}
 
 // Ends the process as exit(3) would, but from a thread of its own: what stands in the buffer of
-// standard output comes out. Destructors do not run, since the main thread may be anywhere in what they
-// would destroy.
+// standard output comes out. Destructors do not run, since the main thread may be anywhere in what
+// they would destroy.
 void* interrupt_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "interrupt");
   while (sem_wait(&gInterruptPosted) != 0) {
   }
-  // A main thread that is blocked in a write holds the lock for as long as nobody reads, and so would
-  // the flush. A reader that still reads needs far less than this.
+  // A main thread that is blocked in a write holds the lock for as long as nobody reads, and so
+  // would the flush. A reader that still reads needs far less than this.
   constexpr itimerval kPatience = {{0, 0}, {0, 50000}};
   signal(SIGALRM, exitNow);
   sigset_t alarm;
@@ -51,7 +53,9 @@ void startInterruptThread() {
   sem_init(&gInterruptPosted, 0, 0);
   pthread_t thread;
   // Without the thread an interrupt still ends the process, but loses what is buffered.
-  gInterruptThreadRuns = pthread_create(&thread, nullptr, interrupt_thread, nullptr) == 0;
+  if (pthread_create(&thread, nullptr, interrupt_thread, nullptr) == 0) {
+    gInterruptThreadRuns = 1;
+  }
 }
 
 timespec now() {
@@ -88,7 +92,7 @@ void onSignal(int signo) {
   if (signo == SIGUSR1) {
     gSigusr1Seen = 1;
   } else if (signo == SIGINT) {
-    if (!gInterruptThreadRuns) {
+    if (gInterruptThreadRuns == 0) {
       _exit(0);
     }
     sem_post(&gInterruptPosted);

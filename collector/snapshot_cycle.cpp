@@ -17,7 +17,9 @@ namespace tarnwick {
 
 namespace {
 
-std::string cpuKey(int32_t cpu) { return "cpu" + std::to_string(cpu); }
+std::string cpuKey(int32_t cpu) {
+  return "cpu" + std::to_string(cpu);
+}
 
 // Hands the after side to the before side and leaves it empty.
 template <typename Table>

@@ -25,9 +25,9 @@ namespace tarnwick {
 //   collector.endSample();    // after snapshot, report, reset
 //
 // Only the first before snapshot reads the kernel. Every later one takes over the after snapshot of
-// the measurement before it, so that counters are read once per boundary and no tick is lost between
-// two reports; its intervals therefore begin where the last report's ended, while the time stamps and
-// the PMU counts are taken afresh.
+// the measurement before it, so that counters are read once per boundary and no tick is lost
+// between two reports; its intervals therefore begin where the last report's ended, while the time
+// stamps and the PMU counts are taken afresh.
 //
 // The collector is used by the main thread alone; there are no locks. Operations are defined in the
 // folder of their subject, and the tables are open to them.
@@ -43,15 +43,15 @@ class StatsCollector final : public ReportSink {
   // ignored.
   int output(const char* format, ...) override __attribute__((format(printf, 2, 3)));
 
-  // Reads a kernel file with one open, one read and one close into a buffer that is zeroed first. What
-  // lies beyond `size` bytes is not seen, and a file that fills the buffer leaves no terminator.
-  // Returns the bytes read, 0 without a message when the file cannot be opened, -1 with one when it
-  // cannot be read.
+  // Reads a kernel file with one open, one read and one close into a buffer that is zeroed first.
+  // What lies beyond `size` bytes is not seen, and a file that fills the buffer leaves no
+  // terminator. Returns the bytes read, 0 without a message when the file cannot be opened, -1 with
+  // one when it cannot be read.
   int64_t readKernelFile(const char* path, char* buffer, int32_t size);
 
-  // Writes a value to a kernel control file with one open, one write and one close. A file that does
-  // not take it whole ends the process with a message and status 1: a half-configured kernel makes a
-  // false report.
+  // Writes a value to a kernel control file with one open, one write and one close. A file that
+  // does not take it whole ends the process with a message and status 1: a half-configured kernel
+  // makes a false report.
   void writeKernelFile(const char* path, const char* text);
 
   // True from the start of beginSample to the end of endSample.
@@ -75,7 +75,8 @@ class StatsCollector final : public ReportSink {
   int64_t realtimeBefore = 0;
   int64_t realtimeAfter = 0;
 
-  // How long the program itself took for the before snapshot, and for the after snapshot and report.
+  // How long the program itself took for the before snapshot, and for the after snapshot and
+  // report.
   int64_t procTimeBefore = 0;
   int64_t procTimeAfter = 0;
 

@@ -14,7 +14,9 @@ volatile sig_atomic_t gStopped = 0;
 
 }  // namespace
 
-StdoutSection::StdoutSection() { gInside = 1; }
+StdoutSection::StdoutSection() {
+  gInside = 1;
+}
 
 StdoutSection::~StdoutSection() {
   gInside = 0;

@@ -3,8 +3,8 @@
 namespace tarnwick {
 
 // How SIGINT and standard output go together. From the moment of the signal nothing more may be
-// printed, but what is buffered must come out; so the main thread is stopped where it stands, except
-// where it holds the lock of standard output. There it is stopped as soon as it has let go.
+// printed, but what is buffered must come out; so the main thread is stopped where it stands,
+// except where it holds the lock of standard output. There it is stopped as soon as it has let go.
 
 // Stands around each use of standard output by the main thread:
 //
@@ -18,8 +18,8 @@ class StdoutSection {
   StdoutSection& operator=(const StdoutSection&) = delete;
 };
 
-// Called by the signal handler on the main thread. Returns only inside a StdoutSection, whose end then
-// does not return. Async-signal-safe.
+// Called by the signal handler on the main thread. Returns only inside a StdoutSection, whose end
+// then does not return. Async-signal-safe.
 void stopMainThread();
 
 }  // namespace tarnwick

@@ -6,18 +6,22 @@ namespace tarnwick {
 
 namespace {
 
-int64_t busyMs(const CpuUsage& usage) { return add(add(usage.user, usage.kernel), usage.iowait); }
+int64_t busyMs(const CpuUsage& usage) {
+  return add(add(usage.user, usage.kernel), usage.iowait);
+}
 
 }  // namespace
 
-bool CpuUsage::worked() const { return busyMs(*this) >= 1; }
+bool CpuUsage::worked() const {
+  return busyMs(*this) >= 1;
+}
 
 CpuUsage cpuUsage(const CpuTimes& before, const CpuTimes& after, int64_t intervalMs) {
   const int64_t userTicks =
       add(difference(after.user, before.user), difference(after.nice, before.nice));
-  const int64_t kernelTicks = add(
-      add(difference(after.system, before.system), difference(after.irq, before.irq)),
-      difference(after.softirq, before.softirq));
+  const int64_t kernelTicks =
+      add(add(difference(after.system, before.system), difference(after.irq, before.irq)),
+          difference(after.softirq, before.softirq));
   const int64_t idleTicks = difference(after.idle, before.idle);
   const int64_t iowaitTicks = difference(after.iowait, before.iowait);
 
@@ -30,8 +34,7 @@ CpuUsage cpuUsage(const CpuTimes& before, const CpuTimes& after, int64_t interva
   if (idleImplausible) {
     usage.idle = difference(intervalMs, busyMs(usage));
   }
-  usage.total =
-      idleImplausible || iowaitTicks < 0 ? intervalMs : add(busyMs(usage), usage.idle);
+  usage.total = idleImplausible || iowaitTicks < 0 ? intervalMs : add(busyMs(usage), usage.idle);
   usage.perc = percent(add(usage.user, usage.kernel), usage.total);
   return usage;
 }

@@ -22,10 +22,10 @@ struct CpuUsage {
 // the sum of all CPUs: the interval times their number).
 //
 // The kernel's idle and iowait counters are not monotonic, and idle runs on while the clock of the
-// interval stands still in a suspend. Idle time below zero or above the interval is therefore replaced
-// by what the rest leaves of the interval, and the total is then the interval itself, as it is when
-// iowait went backwards (which counts as 0). A total of 0 gives a perc of 0, or of the largest 32-bit
-// number when there was work. Pure.
+// interval stands still in a suspend. Idle time below zero or above the interval is therefore
+// replaced by what the rest leaves of the interval, and the total is then the interval itself, as
+// it is when iowait went backwards (which counts as 0). A total of 0 gives a perc of 0, or of the
+// largest 32-bit number when there was work. Pure.
 CpuUsage cpuUsage(const CpuTimes& before, const CpuTimes& after, int64_t intervalMs);
 
 // Prints the line of CPU `cpu`, without a line end: the caller adds the PMU figures or "\n".

@@ -35,10 +35,10 @@ struct PmuCounts {
 };
 
 struct PmuEvent {
-  uint64_t config;                // the event's number in the architecture
-  int32_t PmuFds::*fd;            // where its descriptor is kept
-  uint64_t PmuCounts::*count;     // where its count is kept
-  int32_t PmuFds::*leader;        // the event that its group is built around; null for a leader
+  uint64_t config;             // the event's number in the architecture
+  int32_t PmuFds::*fd;         // where its descriptor is kept
+  uint64_t PmuCounts::*count;  // where its count is kept
+  int32_t PmuFds::*leader;     // the event that its group is built around; null for a leader
 };
 
 // In the order in which they are opened, reset, enabled, disabled and read.
@@ -53,9 +53,10 @@ inline constexpr std::array<PmuEvent, 6> kPmuEvents = {{
     {0x11, &PmuFds::cpuCycles, &PmuCounts::cpuCycles, nullptr},
 }};
 
-// The attributes of every open; `config` is then set for each event. A raw event that starts disabled
-// and leaves the hypervisor out, whose read gives the count alone. The size is that of the structure's
-// fifth published version, which every kernel since 4.1 takes. Pure; see perf_event_open(2).
+// The attributes of every open; `config` is then set for each event. A raw event that starts
+// disabled and leaves the hypervisor out, whose read gives the count alone. The size is that of the
+// structure's fifth published version, which every kernel since 4.1 takes. Pure; see
+// perf_event_open(2).
 perf_event_attr pmuEventAttr();
 
 // What a CPU's counts say.

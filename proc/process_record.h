@@ -12,8 +12,9 @@ namespace tarnwick {
 // One sample of a process, or of a thread where one process is watched (`--proc`). The same class
 // holds the difference of two samples; its units are then those of subtractProcesses.
 //
-// A sample is never changed after it is stored in a map, so two maps may share it. Records live on the
-// heap and in strong pointers only: RefBase logs a stack trace when one dies that no pointer ever held.
+// A sample is never changed after it is stored in a map, so two maps may share it. Records live on
+// the heap and in strong pointers only: RefBase logs a stack trace when one dies that no pointer
+// ever held.
 struct ProcessRecord : android::RefBase {
   // A command name as the kernel prints it: 15 characters for ordinary tasks, up to 63 for kernel
   // workers. What does not fit is cut; the last byte stays NUL.

@@ -28,12 +28,11 @@ void scanProcessStat(std::string_view text, ProcessRecord& record) {
   // Field numbers stand beside what is skipped: 5 pgrp to 9 flags, 11 cminflt, 13 cmajflt,
   // 16 cutime to 19 nice, 21 itrealvalue to 41 policy.
   static_cast<void>(scan.character(state) && scan.integer(record.ppid) &&  //
-                    scan.skipNumbers(5) && scan.number(record.minFaults) &&
-                    scan.skipNumbers(1) && scan.number(record.majFaults) &&
-                    scan.skipNumbers(1) && scan.number(record.utime) &&
-                    scan.number(record.stime) &&  //
-                    scan.skipNumbers(4) && scan.number(record.numThreads) &&
-                    scan.skipNumbers(21) && scan.number(record.blkioTicks));
+                    scan.skipNumbers(5) && scan.number(record.minFaults) && scan.skipNumbers(1) &&
+                    scan.number(record.majFaults) && scan.skipNumbers(1) &&
+                    scan.number(record.utime) && scan.number(record.stime) &&  //
+                    scan.skipNumbers(4) && scan.number(record.numThreads) && scan.skipNumbers(21) &&
+                    scan.number(record.blkioTicks));
 }
 
 }  // namespace

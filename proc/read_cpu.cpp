@@ -18,7 +18,8 @@ std::string_view readStat(StatsCollector& collector) {
   for (;;) {
     const int64_t got =
         collector.readKernelFile("/proc/stat", text.data(), static_cast<int32_t>(text.size()));
-    // A full buffer may hide more. The larger one is kept, so this happens once in a run, if at all.
+    // A full buffer may hide more. The larger one is kept, so this happens once in a run, if at
+    // all.
     if (got < static_cast<int64_t>(text.size()) || text.size() >= kMostStatBytes) {
       return kernelText(text.data(), text.size());
     }

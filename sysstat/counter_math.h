@@ -9,7 +9,9 @@ namespace tarnwick {
 // out, so the operations wrap as the processor's do: a counter that jumps from one end of the range
 // to the other gives an odd number, never undefined behaviour.
 
-constexpr int64_t wrap(uint64_t bits) { return static_cast<int64_t>(bits); }
+constexpr int64_t wrap(uint64_t bits) {
+  return static_cast<int64_t>(bits);
+}
 
 constexpr int64_t add(int64_t a, int64_t b) {
   return wrap(static_cast<uint64_t>(a) + static_cast<uint64_t>(b));
@@ -25,16 +27,18 @@ constexpr int64_t multiply(int64_t a, int64_t b) {
 }
 
 // User clock ticks (10 ms each: USER_HZ is 100 on every Linux that this runs on) to milliseconds.
-constexpr int64_t ticksToMs(int64_t ticks) { return multiply(ticks, 10); }
+constexpr int64_t ticksToMs(int64_t ticks) {
+  return multiply(ticks, 10);
+}
 
 // Nanoseconds to milliseconds, truncated toward zero.
 constexpr int64_t nsToMs(int64_t ns) {
   return static_cast<int64_t>(static_cast<double>(ns) / 1000000.0);
 }
 
-// 100 * part / whole, computed in doubles and truncated toward zero as AArch64's FCVTZS does on every
-// processor: what does not fit gives the nearest end of the range, so a share of nothing is that end
-// with the sign of `part`, and 0 of nothing, the not-a-number, is 0.
+// 100 * part / whole, computed in doubles and truncated toward zero as AArch64's FCVTZS does on
+// every processor: what does not fit gives the nearest end of the range, so a share of nothing is
+// that end with the sign of `part`, and 0 of nothing, the not-a-number, is 0.
 constexpr int32_t percent(int64_t part, int64_t whole) {
   constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
   constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
