@@ -1,0 +1,42 @@
+#!/bin/bash
+# Usage: ./run.sh [OPTION]...
+#
+# Builds the program where that is needed and becomes it, with the options that are given, or without
+# any with `--stdout --iter=1`. Standard output is the program's alone; the build speaks up, on standard
+# error, only when it fails.
+set -euo pipefail
+
+root=$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")
+folder=$root/build/release
+
+configure() {
+  cmake -S "$root" --preset release "$@"
+}
+
+build() {
+  local cache=$folder/CMakeCache.txt
+  if ! grep -Fqx "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$cache" 2>/dev/null; then
+    # Nothing built yet, or the tree was copied here with the build folder of another place.
+    configure --fresh -DTARNWICK_TESTS=OFF
+  else
+    # A folder that test.sh configured keeps its tests, so that they need not be built anew, unless
+    # what they need has gone.
+    configure || configure -DTARNWICK_TESTS=OFF
+  fi && cmake --build "$folder" --target tarnwick
+}
+
+"$root/scripts/install-packages.sh" build
+
+# One build at a time, however many runs are started together.
+mkdir -p "$folder"
+exec {lock}>"$folder/.run-lock"
+flock "$lock"
+if ! output=$(build </dev/null 2>&1); then
+  printf '%s\n' "$output" >&2
+  echo "run.sh: the build failed" >&2
+  exit 1
+fi
+exec {lock}>&-
+
+[ $# -gt 0 ] || set -- --stdout --iter=1
+exec "$folder/tarnwick" "$@"

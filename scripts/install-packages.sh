@@ -1,0 +1,74 @@
+#!/bin/bash
+# Usage: scripts/install-packages.sh GROUP...
+#
+# Installs what is missing of the Debian 12 packages of the groups:
+#
+#   build   what the program is built with
+#   test    the same, and what test.sh runs
+#
+# Touches neither the network nor sudo when all of them are there. Everything that is said goes to
+# standard error.
+set -euo pipefail
+
+build_packages=(
+  android-liblog-dev
+  android-libutils-dev
+  cmake
+  g++
+  ninja-build
+)
+
+test_packages=(
+  "${build_packages[@]}"
+  clang
+  clang-format
+  clang-tidy
+  libclang-rt-14-dev  # the sanitizers' runtimes
+  libgtest-dev
+  llvm                # names and lines in the sanitizers' reports
+  mount
+  python3
+  strace
+  util-linux
+)
+
+fail() {
+  echo "install-packages.sh: $*" >&2
+  exit 1
+}
+
+[ $# -gt 0 ] || fail "name a group of packages: build, test"
+wanted=()
+for group in "$@"; do
+  case $group in
+    build) wanted+=("${build_packages[@]}") ;;
+    test) wanted+=("${test_packages[@]}") ;;
+    *) fail "there is no group '$group'; the groups are build and test" ;;
+  esac
+done
+
+command -v dpkg-query >/dev/null || fail "no Debian system; install what ${wanted[*]} are here"
+# A package that dpkg has never heard of has no line in its answer, and a status for the whole query.
+installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "${wanted[@]}" \
+  2>/dev/null || true)
+missing=()
+for package in "${wanted[@]}"; do
+  grep -Fqx "installed $package" <<<"$installed" || missing+=("$package")
+done
+[ ${#missing[@]} -gt 0 ] || exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null ||
+    fail "installing packages needs root or sudo; as root: apt-get install ${missing[*]}"
+  as_root=(sudo)
+fi
+
+echo "Installing ${missing[*]}" >&2
+# Standard input stays with the caller: it may be meant for the program.
+apt_get() {
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq \
+    -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" </dev/null >&2
+}
+apt_get update || fail "the package lists cannot be updated; missing: ${missing[*]}"
+apt_get install --yes --no-install-recommends "${missing[@]}" || fail "cannot install ${missing[*]}"

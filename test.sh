@@ -1,0 +1,103 @@
+#!/bin/bash
+# Usage: ./test.sh
+#
+# Checks everything, in the order below, and stops at the first step that fails. The last line sums up
+# the tests of all builds, `N passed, N failed`; a step that fails for another reason than a test counts
+# as one failure, so that the line never says 0 failed where the status is not 0.
+set -euo pipefail
+
+cd "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")"
+exec </dev/null
+
+jobs=$(nproc)
+passed=0
+failed=0
+skipped=0
+step=
+
+begin() {
+  step=$*
+  printf '\n=== %s (after %d s)\n' "$step" "$SECONDS"
+}
+
+sumUp() {
+  local status=$?
+  echo
+  if [ "$status" -ne 0 ]; then
+    echo "FAILED: $step"
+    [ "$failed" -gt 0 ] || failed=1
+  fi
+  [ "$skipped" -eq 0 ] || echo "$skipped skipped"
+  echo "$passed passed, $failed failed"
+  exit "$status"
+}
+trap sumUp EXIT
+
+# Address space layout as random as newer kernels make it leaves no room for the sanitizers' shadow.
+fixedLayout=()
+if setarch --addr-no-randomize true 2>/dev/null; then
+  fixedLayout=(setarch --addr-no-randomize)
+fi
+
+build() {
+  local preset=$1
+  begin "build $preset"
+  cmake --preset "$preset" -DTARNWICK_TESTS=ON
+  # Building runs the test programs too, for the names of their tests.
+  "${fixedLayout[@]}" cmake --build --preset "$preset" -- --quiet
+}
+
+# The tests of a build. The counts are those of ctest's line for each test; a test that was skipped has
+# not passed.
+run() {
+  local preset=$1 log=build/$1/ctest.log status=0
+  begin "test $preset"
+  "${fixedLayout[@]}" ctest --preset "$preset" --parallel "$jobs" --output-on-failure --no-tests=error \
+    2>&1 | tee "$log" || status=$?
+  local counts
+  counts=$(awk '
+    /^ *[0-9]+\/[0-9]+ Test +#[0-9]+: / {
+      if (/ Passed +[0-9.]+ sec/) ++passed
+      else if (/\*\*\*Skipped|\*\*\*Not Run \(Disabled\)/) ++skipped
+      else ++failed
+    }
+    END { print passed + 0, failed + 0, skipped + 0 }' "$log")
+  local p f s
+  read -r p f s <<<"$counts"
+  passed=$((passed + p)) failed=$((failed + f)) skipped=$((skipped + s))
+  return "$status"
+}
+
+begin "packages"
+scripts/install-packages.sh test
+
+begin "format"
+find . -path ./build -prune -o -path './.*' -prune -o \
+  -type f \( -name '*.h' -o -name '*.cpp' \) -print0 |
+  xargs -0 clang-format --dry-run --Werror
+
+build release
+run release
+
+build clang
+
+begin "clang-tidy"
+# Each file's findings in one piece; of a clean file only the number of warnings in foreign headers
+# would be told.
+tidy() {
+  local output
+  output=$(clang-tidy -p build/clang --quiet --warnings-as-errors='*' "$1" 2>&1) && return
+  printf '%s\n' "$output"
+  return 1
+}
+export -f tidy
+python3 -c '
+import json
+for entry in json.load(open("build/clang/compile_commands.json")):
+    print(entry["file"], end="\0")' |
+  sort -zu | xargs -0 -P "$jobs" -n 1 bash -c 'tidy "$1"' tidy
+
+for sanitizer in asan tsan; do
+  build "$sanitizer"
+  run "$sanitizer"
+done

@@ -1,0 +1,238 @@
+#include "sysstat/scan.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <string>
+
+#include "tests/unit/support/odd_texts.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr int kTexts = 200000;
+constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+
+int64_t numberIn(std::string_view text) {
+  int64_t number = -77;
+  Scanner(text).number(number);
+  return number;
+}
+
+int32_t integerIn(std::string_view text) {
+  int32_t integer = -77;
+  Scanner(text).integer(integer);
+  return integer;
+}
+
+TEST(KernelText, endsAtTheFirstNulByte) {
+  EXPECT_EQ(kernelText("cpu\0 1 2", 8), "cpu");
+}
+
+TEST(KernelText, ofAFullBufferEndsWithTheBuffer) {
+  const char text[] = {'1', '2', '3', '4', '5', '6'};
+  EXPECT_EQ(kernelText(text, 4), "1234");
+}
+
+TEST(KernelText, ofAnEmptyBufferIsEmpty) {
+  EXPECT_EQ(kernelText("123", 0), "");
+}
+
+TEST(Scanner, numberPassesOverEveryKindOfBlank) {
+  EXPECT_EQ(numberIn(" \t\n\v\f\r42"), 42);
+}
+
+TEST(Scanner, numberEndsAtTheFirstOtherCharacter) {
+  EXPECT_EQ(numberIn("0x10"), 0);
+}
+
+TEST(Scanner, numberMayHaveAMinus) {
+  EXPECT_EQ(numberIn("-42"), -42);
+}
+
+TEST(Scanner, numberMayHaveAPlus) {
+  EXPECT_EQ(numberIn("+42"), 42);
+}
+
+TEST(Scanner, numberIsDecimalDespiteLeadingZeros) {
+  EXPECT_EQ(numberIn("00010"), 10);
+}
+
+TEST(Scanner, largestNumberIsExact) {
+  EXPECT_EQ(numberIn("9223372036854775807"), kMax);
+}
+
+TEST(Scanner, smallestNumberIsExact) {
+  EXPECT_EQ(numberIn("-9223372036854775808"), kMin);
+}
+
+TEST(Scanner, numberAboveTheRangeIsTheLargest) {
+  EXPECT_EQ(numberIn("9223372036854775808"), kMax);
+}
+
+TEST(Scanner, numberBelowTheRangeIsTheSmallest) {
+  EXPECT_EQ(numberIn("-9223372036854775809"), kMin);
+}
+
+TEST(Scanner, numberOfManyDigitsStaysTheLargest) {
+  EXPECT_EQ(numberIn("100000000000000000000000000000000000000000"), kMax);
+}
+
+TEST(Scanner, failedNumberLeavesItsOutputAlone) {
+  EXPECT_EQ(numberIn("- 1"), -77);
+}
+
+TEST(Scanner, emptyTextHasNoNumber) {
+  EXPECT_EQ(numberIn(""), -77);
+}
+
+TEST(Scanner, twoSignsAreNoNumber) {
+  EXPECT_EQ(numberIn("+-1"), -77);
+}
+
+TEST(Scanner, integerKeepsTheLowHalf) {
+  EXPECT_EQ(integerIn("4294967297"), 1);
+}
+
+TEST(Scanner, integerAboveThe64BitRangeIsMinusOne) {
+  EXPECT_EQ(integerIn("9223372036854775808"), -1);
+}
+
+TEST(Scanner, failedIntegerLeavesItsOutputAlone) {
+  EXPECT_EQ(integerIn("x"), -77);
+}
+
+TEST(Scanner, characterTakesABlank) {
+  char c = 0;
+  EXPECT_TRUE(Scanner(" x").character(c));
+  EXPECT_EQ(c, ' ');
+}
+
+TEST(Scanner, characterAfterTheEndFails) {
+  char c = 0;
+  EXPECT_FALSE(Scanner("").character(c));
+}
+
+TEST(Scanner, spaceNeedsNone) {
+  Scanner scan("x");
+  scan.space();
+  EXPECT_TRUE(scan.literal('x'));
+}
+
+TEST(Scanner, failedLiteralTakesNothing) {
+  Scanner scan("x");
+  EXPECT_FALSE(scan.literal('y'));
+  EXPECT_TRUE(scan.literal('x'));
+}
+
+TEST(Scanner, untilTakesBlanksAndNewlines) {
+  std::string_view name;
+  EXPECT_TRUE(Scanner(" a\nb)c").until(')', name));
+  EXPECT_EQ(name, " a\nb");
+}
+
+TEST(Scanner, untilTakesTheRestWhenItsEndIsMissing) {
+  std::string_view name;
+  EXPECT_TRUE(Scanner("abc").until(')', name));
+  EXPECT_EQ(name, "abc");
+}
+
+TEST(Scanner, untilTakesAtLeastOneCharacter) {
+  std::string_view name = "as it was";
+  EXPECT_FALSE(Scanner(")").until(')', name));
+  EXPECT_EQ(name, "as it was");
+}
+
+TEST(Scanner, skipsAsManyNumbersAsItIsTold) {
+  Scanner scan("1 -2 99999999999999999999 4");
+  int64_t number = 0;
+  EXPECT_TRUE(scan.skipNumbers(3));
+  scan.number(number);
+  EXPECT_EQ(number, 4);
+}
+
+TEST(Scanner, skippingFailsWhereANumberIsMissing) {
+  EXPECT_FALSE(Scanner("1 2 x").skipNumbers(3));
+}
+
+TEST(Scanner, skippingNoneSucceedsAnywhere) {
+  EXPECT_TRUE(Scanner("").skipNumbers(0));
+}
+
+// The rows of conversions below end with the count of what came through, which sscanf returns: it
+// tells a conversion that failed from one that gave the value that was there before.
+
+constexpr const char* kAlphabet = "0123456789 +-()\t\n\v\f\rxe.,";
+
+TEST(Scanner, readsNumbersAsSscanfDoes) {
+  OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 0 1271 6653"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int64_t a = -1, b = -2, c = -3;
+    Scanner scan(text);
+    const int count = !scan.number(a) ? 0 : !scan.number(b) ? 1 : !scan.number(c) ? 2 : 3;
+    int64_t x = -1, y = -2, z = -3;
+    const int expected = std::max(sscanf(text.c_str(), "%ld %ld %ld", &x, &y, &z), 0);
+    ASSERT_TRUE(count == expected && a == x && b == y && c == z) << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, readsIntegersAndCharactersAsSscanfDoes) {
+  OddTexts texts({"190 S 159 0", "4294967297\tR -2147483649", "7 x+8"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int32_t a = -1, c = -3;
+    char b = '#', d = '#';
+    Scanner scan(text);
+    int count = 0;
+    if (scan.integer(a)) {
+      scan.space();
+      count = !scan.character(b) ? 1 : !scan.integer(c) ? 2 : !scan.character(d) ? 3 : 4;
+    }
+    int32_t x = -1, z = -3;
+    char y = '#', t = '#';
+    const int expected = std::max(sscanf(text.c_str(), "%d %c %d%c", &x, &y, &z, &t), 0);
+    ASSERT_TRUE(count == expected && a == x && b == y && c == z && d == t)
+        << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, readsBracketsAsSscanfDoes) {
+  OddTexts texts({"(a b) 7", "((x)\n8", "(12) -9"}, "() \n7x(");
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    std::string_view name;
+    int64_t number = -1;
+    Scanner scan(text);
+    scan.space();
+    int count = 0;
+    if (scan.literal('(') && scan.until(')', name)) {
+      count = scan.literal(')') && scan.number(number) ? 2 : 1;
+    }
+    char expectedName[4096] = "";
+    int64_t expectedNumber = -1;
+    const int expected =
+        std::max(sscanf(text.c_str(), " (%4095[^)])%ld", expectedName, &expectedNumber), 0);
+    ASSERT_TRUE(count == expected && name == expectedName && number == expectedNumber)
+        << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, skipsNumbersAsSscanfDoes) {
+  OddTexts texts({"0 0 0 -1 4194304", "20 0 1 0 1789 864256", "1 2 3 4"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int64_t number = -1;
+    Scanner scan(text);
+    const int count = scan.skipNumbers(3) && scan.number(number) ? 1 : 0;
+    int64_t expectedNumber = -1;
+    const int expected = std::max(sscanf(text.c_str(), "%*d %*d %*d %ld", &expectedNumber), 0);
+    ASSERT_TRUE(count == expected && number == expectedNumber) << testing::PrintToString(text);
+  }
+}
+
+}  // namespace
+}  // namespace tarnwick
