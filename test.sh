@@ -42,7 +42,7 @@ fi
 build() {
   local preset=$1
   begin "build $preset"
-  cmake --preset "$preset" -DTARNWICK_TESTS=ON
+  cmake --preset "$preset" -DTARNWICK_TESTS=ON -DTARNWICK_BENCHES=ON
   # Building runs the test programs too, for the names of their tests.
   "${fixedLayout[@]}" cmake --build --preset "$preset" -- --quiet
 }

@@ -43,6 +43,9 @@ double cost(Walk walk) {
 
 void floorWalk() {
   DIR* const proc = opendir("/proc");
+  if (proc == nullptr) {
+    return;
+  }
   while (const dirent* entry = readdir(proc)) {
     if (entry->d_name[0] < '0' || entry->d_name[0] > '9') {
       continue;

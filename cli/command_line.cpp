@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdlib>
 #include <string_view>
 
@@ -12,49 +13,57 @@ int32_t toInt32(const char* text) {
   return static_cast<int32_t>(std::strtol(text, nullptr, 10));
 }
 
-// The value of a "--name=value" argument, or null when it is another option.
-const char* valueOf(const char* argument, std::string_view prefix) {
-  return std::string_view(argument).starts_with(prefix) ? argument + prefix.size() : nullptr;
-}
+struct Flag {
+  std::string_view name;
+  void (*apply)(Options& options);
+};
 
-bool parseArgument(const char* argument, Options& options) {
-  if (const char* value = valueOf(argument, "--interval=")) {
-    options.intervalSeconds = static_cast<uint32_t>(toInt32(value));
-    return true;
+constexpr std::array kFlags = {
+    Flag{"--stdout", [](Options& options) { options.useStdout = true; }},
+    Flag{"--sig", [](Options& options) { options.runMode = RunMode::kSignal; }},
+    Flag{"--block-dump", [](Options& options) { options.blockDump = true; }},
+    Flag{"--systrace", [](Options& options) { options.systrace = true; }},
+    Flag{"--no-proc-cpu", [](Options& options) { options.procCpu = false; }},
+    Flag{"--enter", [](Options& options) { options.runMode = RunMode::kEnter; }},
+    Flag{"--freq", [](Options& options) { options.freq = true; }},
+    Flag{"--pmu", [](Options& options) { options.pmu = true; }},
+};
+
+struct ValuedOption {
+  std::string_view prefix;
+  void (*apply)(Options& options, const char* value);
+};
+
+constexpr std::array kValuedOptions = {
+    ValuedOption{"--interval=",
+                 [](Options& options, const char* value) {
+                   options.intervalSeconds = static_cast<uint32_t>(toInt32(value));
+                 }},
+    ValuedOption{"--proc=",
+                 [](Options& options, const char* value) { options.processName = value; }},
+    ValuedOption{"--iter=",
+                 [](Options& options, const char* value) {
+                   options.iterations = static_cast<uint32_t>(toInt32(value));
+                 }},
+    ValuedOption{"--min-cpu=",
+                 [](Options& options, const char* value) { options.minCpuMs = toInt32(value); }},
+};
+
+// False when there is no such option.
+bool parseArgument(std::string_view argument, Options& options) {
+  for (const ValuedOption& option : kValuedOptions) {
+    if (argument.starts_with(option.prefix)) {
+      option.apply(options, argument.data() + option.prefix.size());
+      return true;
+    }
   }
-  if (const char* value = valueOf(argument, "--proc=")) {
-    options.processName = value;
-    return true;
+  for (const Flag& flag : kFlags) {
+    if (argument == flag.name) {
+      flag.apply(options);
+      return true;
+    }
   }
-  if (const char* value = valueOf(argument, "--iter=")) {
-    options.iterations = static_cast<uint32_t>(toInt32(value));
-    return true;
-  }
-  if (const char* value = valueOf(argument, "--min-cpu=")) {
-    options.minCpuMs = toInt32(value);
-    return true;
-  }
-  const std::string_view name = argument;
-  if (name == "--stdout") {
-    options.useStdout = true;
-  } else if (name == "--sig") {
-    options.runMode = RunMode::kSignal;
-  } else if (name == "--block-dump") {
-    options.blockDump = true;
-  } else if (name == "--systrace") {
-    options.systrace = true;
-  } else if (name == "--no-proc-cpu") {
-    options.procCpu = false;
-  } else if (name == "--enter") {
-    options.runMode = RunMode::kEnter;
-  } else if (name == "--freq") {
-    options.freq = true;
-  } else if (name == "--pmu") {
-    options.pmu = true;
-  } else {
-    return false;
-  }
-  return true;
+  return false;
 }
 
 }  // namespace

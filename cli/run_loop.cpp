@@ -38,10 +38,10 @@ void toggleSample() {
 // As sleep(3): a signal is acted on and ends the sleep early. Another one that arrived in the
 // meantime is acted on before the sleep returns.
 void sleepInterval(uint32_t seconds) {
-  timespec rest = {static_cast<time_t>(seconds), 0};
-  while (waitForEvent(-1, &rest) == WaitResult::kSigusr1) {
+  std::chrono::seconds rest(seconds);
+  while (waitForEvent(-1, rest) == WaitResult::kSigusr1) {
     toggleSample();
-    rest = {};
+    rest = std::chrono::seconds::zero();
   }
 }
 
@@ -51,7 +51,7 @@ void waitForEnter() {
   std::array<char, 79> line;
   size_t filled = 0;
   while (filled < line.size()) {
-    if (waitForEvent(STDIN_FILENO, nullptr) != WaitResult::kInput) {
+    if (waitForEvent(STDIN_FILENO, std::nullopt) == WaitResult::kSigusr1) {
       toggleSample();
       continue;
     }
@@ -98,7 +98,7 @@ void startSample() {
 
 void waitForSignals() {
   for (;;) {
-    if (waitForEvent(-1, nullptr) == WaitResult::kSigusr1) {
+    if (waitForEvent(-1, std::nullopt) == WaitResult::kSigusr1) {
       toggleSample();
     }
   }

@@ -7,6 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -22,6 +23,13 @@ volatile sig_atomic_t gInterruptThreadRuns = 0;
 sem_t gInterruptPosted;
 pthread_t gMainThread;
 
+sigset_t setOf(int signo) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, signo);
+  return set;
+}
+
 extern "C" void exitNow(int /*signo*/) {
   _exit(0);
 }
@@ -31,15 +39,16 @@ extern "C" void exitNow(int /*signo*/) {
 // they would destroy.
 void* interrupt_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "interrupt");
+  // A reader that has gone is no reason to end by SIGPIPE here.
+  const sigset_t brokenPipe = setOf(SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &brokenPipe, nullptr);
   while (sem_wait(&gInterruptPosted) != 0) {
   }
   // A main thread that is blocked in a write holds the lock for as long as nobody reads, and so
   // would the flush. A reader that still reads needs far less than this.
   constexpr itimerval kPatience = {{0, 0}, {0, 50000}};
   signal(SIGALRM, exitNow);
-  sigset_t alarm;
-  sigemptyset(&alarm);
-  sigaddset(&alarm, SIGALRM);
+  const sigset_t alarm = setOf(SIGALRM);
   pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
   setitimer(ITIMER_REAL, &kPatience, nullptr);
 
@@ -49,7 +58,6 @@ void* interrupt_thread(void* /*unused*/) {
 }
 
 void startInterruptThread() {
-  gMainThread = pthread_self();
   sem_init(&gInterruptPosted, 0, 0);
   pthread_t thread;
   // Without the thread an interrupt still ends the process, but loses what is buffered.
@@ -58,31 +66,9 @@ void startInterruptThread() {
   }
 }
 
-timespec now() {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC, &time);
-  return time;
-}
-
-timespec plus(timespec a, const timespec& b) {
-  a.tv_sec += b.tv_sec;
-  a.tv_nsec += b.tv_nsec;
-  if (a.tv_nsec >= 1000000000) {
-    a.tv_nsec -= 1000000000;
-    ++a.tv_sec;
-  }
-  return a;
-}
-
-// 0 when the deadline has passed.
-timespec timeLeft(const timespec& deadline) {
-  const timespec present = now();
-  timespec left = {deadline.tv_sec - present.tv_sec, deadline.tv_nsec - present.tv_nsec};
-  if (left.tv_nsec < 0) {
-    left.tv_nsec += 1000000000;
-    --left.tv_sec;
-  }
-  return left.tv_sec < 0 ? timespec{} : left;
+timespec toTimespec(std::chrono::nanoseconds time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+  return {seconds.count(), (time - seconds).count()};
 }
 
 }  // namespace
@@ -106,37 +92,42 @@ void onSignal(int signo) {
 }
 
 void installSignalHandlers() {
-  // Whoever started the program may have left SIGINT blocked.
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGUSR1);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
-  startInterruptThread();
+  gMainThread = pthread_self();
+  const sigset_t held = setOf(SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &held, nullptr);
+  // The handlers stay after a signal, and calls that it interrupts go on.
   signal(SIGINT, onSignal);
   signal(SIGUSR1, onSignal);
+  startInterruptThread();
+  // Whoever started the program may have left SIGINT blocked.
+  const sigset_t interrupt = setOf(SIGINT);
+  pthread_sigmask(SIG_UNBLOCK, &interrupt, nullptr);
 }
 
-WaitResult waitForEvent(int inputFd, const timespec* timeout) {
+WaitResult waitForEvent(int inputFd, std::optional<std::chrono::seconds> timeout) {
+  using Clock = std::chrono::steady_clock;
+  const auto deadline = Clock::now() + timeout.value_or(std::chrono::seconds::zero());
   sigset_t none;
   sigemptyset(&none);
   pollfd input = {inputFd, POLLIN, 0};
-  const timespec deadline = timeout == nullptr ? timespec{} : plus(now(), *timeout);
+
+  // Input that is ready keeps ppoll from letting a signal in, so a held one has its turn first.
+  constexpr timespec kNoTime = {};
+  ppoll(nullptr, 0, &kNoTime, &none);
   for (;;) {
-    const timespec left = timeout == nullptr ? timespec{} : timeLeft(deadline);
-    const int ready = ppoll(&input, 1, timeout == nullptr ? nullptr : &left, &none);
     if (gSigusr1Seen != 0) {
       gSigusr1Seen = 0;
       return WaitResult::kSigusr1;
     }
-    if (ready > 0) {
-      return WaitResult::kInput;
-    }
+    const timespec left =
+        toTimespec(std::max(Clock::duration(deadline - Clock::now()), Clock::duration::zero()));
+    const int ready = ppoll(&input, inputFd < 0 ? 0 : 1, timeout ? &left : nullptr, &none);
     if (ready == 0) {
       return WaitResult::kTimeout;
+    }
+    // An input that cannot be waited for is left to whoever reads it, and learns why.
+    if (ready > 0 || (errno != EINTR && inputFd >= 0)) {
+      return WaitResult::kInput;
     }
   }
 }

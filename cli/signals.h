@@ -1,6 +1,7 @@
 #pragma once
 
-#include <ctime>
+#include <chrono>
+#include <optional>
 
 namespace tarnwick {
 
@@ -14,8 +15,8 @@ namespace tarnwick {
 // handler wakes the interrupt thread, which does nothing else, and stops the main thread where it
 // stands.
 
-// Blocks SIGUSR1, starts the interrupt thread and installs onSignal for SIGINT, then for SIGUSR1.
-// Call it before any other thread is started: they inherit the blocked SIGUSR1.
+// Installs onSignal for SIGINT, then for SIGUSR1, and starts the interrupt thread. Call it before
+// any other thread is started: they inherit the blocked SIGUSR1.
 void installSignalHandlers();
 
 // The handler. Async-signal-safe.
@@ -24,9 +25,9 @@ void onSignal(int signo);
 enum class WaitResult { kTimeout, kSigusr1, kInput };
 
 // Sleeps in ppoll(2) until the timeout has run, SIGUSR1 arrives, or `inputFd` has something to
-// read, has ended or failed. Without a timeout (null) it sleeps for good, without an input (-1)
-// there is none. A SIGUSR1 that was held is reported at once, even when the timeout is 0. Main
-// thread only.
-WaitResult waitForEvent(int inputFd, const timespec* timeout);
+// read, has ended or failed. Without a timeout it sleeps for good, without an input (-1) there is
+// none. A SIGUSR1 that was held is reported at once, also when the timeout is 0 or the input ready.
+// Main thread only.
+WaitResult waitForEvent(int inputFd, std::optional<std::chrono::seconds> timeout);
 
 }  // namespace tarnwick

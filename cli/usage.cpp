@@ -1,21 +1,10 @@
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 #include "cli/options.h"
 #include "collector/stats_collector.h"
 
 namespace tarnwick {
-
-Options gOptions;
-
-void parseOptions(int argc, char** argv) {
-  std::optional<Options> options = parseCommandLine(argc, argv);
-  if (!options) {
-    printUsage(argv);
-  }
-  gOptions = *std::move(options);
-}
 
 void printUsage(char** argv) {
   fprintf(stderr, "Usage: %s [OPTION]...\n", argv[0]);
@@ -39,6 +28,7 @@ void printUsage(char** argv) {
       "  - systrace and block-dump cannot be used together\n"
       "  - systrace/block-dump require sig, enter, or iter=1\n",
       stderr);
+  // exit does not unwind, so whoever holds the collector does not free it once more.
   delete gCollector;
   exit(0);
 }

@@ -17,7 +17,7 @@ int StatsCollector::output(const char* format, ...) {
     const StdoutSection section;
     result = vprintf(format, arguments);
   } else {
-    std::array<char, 1024> record;
+    std::array<char, 1024> record{};
     vsnprintf(record.data(), record.size(), format, arguments);
     // There is one level only: the error priority passes every filter that a device may have set.
     result = __android_log_write(ANDROID_LOG_ERROR, "Tarnwick", record.data());

@@ -9,11 +9,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "collector/report_sink.h"
 #include "proc/cpu_times.h"
 #include "proc/pmu_events.h"
 #include "proc/process_record.h"
 #include "proc/time_in_state.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifdef TARNWICK_PURE
+#error "Parsing, subtracting and formatting know nothing of the collector."
+#endif
+
 namespace tarnwick {
 
 // How SIGINT and standard output go together. From the moment of the signal nothing more may be

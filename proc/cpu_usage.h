@@ -1,7 +1,7 @@
 #pragma once
 
-#include "collector/report_sink.h"
 #include "proc/cpu_times.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 
@@ -24,8 +24,8 @@ struct CpuUsage {
 // The kernel's idle and iowait counters are not monotonic, and idle runs on while the clock of the
 // interval stands still in a suspend. Idle time below zero or above the interval is therefore
 // replaced by what the rest leaves of the interval, and the total is then the interval itself, as
-// it is when iowait went backwards (which counts as 0). A total of 0 gives a perc of 0, or of the
-// largest 32-bit number when there was work. Pure.
+// it is when iowait went backwards (which counts as 0). A total of 0 gives a perc of 0, or
+// the end of its range when there was work. Pure.
 CpuUsage cpuUsage(const CpuTimes& before, const CpuTimes& after, int64_t intervalMs);
 
 // Prints the line of CPU `cpu`, without a line end: the caller adds the PMU figures or "\n".

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "collector/report_sink.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 
@@ -55,7 +55,7 @@ inline constexpr std::array<PmuEvent, 6> kPmuEvents = {{
 
 // The attributes of every open; `config` is then set for each event. A raw event that starts
 // disabled and leaves the hypervisor out, whose read gives the count alone. The size is that of the
-// structure's fifth published version, which every kernel since 4.1 takes. Pure; see
+// structure's version 5, which every kernel since 4.1 takes. Pure; see
 // perf_event_open(2).
 perf_event_attr pmuEventAttr();
 

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "collector/report_sink.h"
 #include "proc/process_record.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 

@@ -4,7 +4,7 @@
 #include <map>
 #include <string_view>
 
-#include "collector/report_sink.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 

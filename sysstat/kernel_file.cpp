@@ -6,14 +6,22 @@
 #include <cstring>
 
 #include "collector/stats_collector.h"
+#include "collector/stdout_section.h"
 
 namespace tarnwick {
 
 namespace {
 
+// Takes the reason from errno.
 void reportError(StatsCollector& collector, const char* doing, const char* path) {
   const int error = errno;
   collector.output("Error %s %s: %s (%d)\n", doing, path, strerror(error), error);
+}
+
+// exit flushes standard output.
+[[noreturn]] void exitWithFailure() {
+  const StdoutSection section;
+  exit(1);
 }
 
 }  // namespace
@@ -38,13 +46,13 @@ void StatsCollector::writeKernelFile(const char* path, const char* text) {
   const int fd = open(path, O_WRONLY | O_CLOEXEC);
   if (fd == -1) {
     reportError(*this, "opening", path);
-    exit(1);
+    exitWithFailure();
   }
   const size_t length = strlen(text);
   if (write(fd, text, length) != static_cast<ssize_t>(length)) {
     reportError(*this, "writing to", path);
     close(fd);
-    exit(1);
+    exitWithFailure();
   }
   close(fd);
 }

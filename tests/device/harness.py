@@ -12,7 +12,6 @@ sys.path.insert(0, os.path.join(TESTS, "support"))
 from program import Program  # noqa: E402
 
 ENTER = os.path.join(TESTS, "support", "enter_device.sh")
-FIXTURES = os.path.join(TESTS, "fixtures")
 
 
 class Device:
@@ -51,10 +50,6 @@ class Device:
     def read(self, path):
         with open(self.path(path)) as text:
             return text.read()
-
-    def copy_tree(self, tree):
-        """Lays the files of a fixture folder over the device."""
-        shutil.copytree(os.path.join(FIXTURES, tree), self.folder, dirs_exist_ok=True)
 
     def stat(self, *rows):
         """Writes /proc/stat. A row is a CPU number, or "" for the sum, and up to ten counters."""

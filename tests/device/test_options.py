@@ -1,11 +1,10 @@
 """The command line, seen from outside."""
 
-import os
 import subprocess
 import unittest
 
 from harness import DeviceTest
-from program import PROGRAM
+from program import PROGRAM, wait_for
 
 USAGE = """\
 Usage: {name} [OPTION]...
@@ -118,6 +117,16 @@ class Effects(DeviceTest):
         with self.device.start("--iter=1", "--interval=0", stdin=subprocess.DEVNULL) as program:
             self.assertEqual(program.finish(), "")
             self.assertIn("Tarnwick E ", program.errors())
+
+    def test_negative_interval_is_a_very_long_one(self):
+        with self.device.start("--stdout", "--interval=-1") as program:
+            program.wait_until_waiting()
+            self.assertEqual(program.interrupt(), "")
+
+    def test_no_arguments_loop_and_log(self):
+        with self.device.start() as program:
+            wait_for(lambda: program.errors().count("uptime=") >= 2, "two reports in the log")
+            self.assertEqual(program.interrupt(), "")
 
     def test_interval_is_two_seconds_by_default(self):
         with self.device.start("--stdout", "--iter=1", stdin=subprocess.DEVNULL) as program:

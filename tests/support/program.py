@@ -64,8 +64,12 @@ class Program:
         with open(f"/proc/{self.pid}/status") as status:
             for line in status:
                 if line.startswith(field + ":"):
-                    return int(line.split()[1], 16)
+                    return line.split()[1]
         raise AssertionError(field)
+
+    def state(self):
+        """The letter of the process's state, as in proc(5)."""
+        return self._status("State")
 
     def is_waiting(self):
         """Whether the main thread sleeps in its wait and no SIGUSR1 is on its way to it.
@@ -76,7 +80,7 @@ class Program:
         if self.process.poll() is not None:
             raise AssertionError(f"ended with {self.process.returncode}: {self.errors()}")
         usr1 = 1 << (signal.SIGUSR1 - 1)
-        if (self._status("ShdPnd") | self._status("SigPnd")) & usr1:
+        if (int(self._status("ShdPnd"), 16) | int(self._status("SigPnd"), 16)) & usr1:
             return False
         with open(f"/proc/{self.pid}/syscall") as syscall:
             return syscall.read().split()[0] == str(SYS_PPOLL)

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "collector/report_sink.h"
+#include "sysstat/report_sink.h"
 
 namespace tarnwick {
 
