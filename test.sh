@@ -39,6 +39,13 @@ if setarch --addr-no-randomize true 2>/dev/null; then
   fixedLayout=(setarch --addr-no-randomize)
 fi
 
+# The made-up device of the tests needs a user namespace, which a chroot or a setting can forbid to an
+# ordinary user.
+asRoot=()
+if [ "$(id -u)" -ne 0 ] && ! unshare --user true 2>/dev/null; then
+  asRoot=(sudo)
+fi
+
 build() {
   local preset=$1
   begin "build $preset"
@@ -52,7 +59,7 @@ build() {
 run() {
   local preset=$1 log=build/$1/ctest.log status=0
   begin "test $preset"
-  "${fixedLayout[@]}" ctest --preset "$preset" --parallel "$jobs" --output-on-failure --no-tests=error \
+  "${asRoot[@]}" "${fixedLayout[@]}" ctest --preset "$preset" --parallel "$jobs" --output-on-failure --no-tests=error \
     2>&1 | tee "$log" || status=$?
   local counts
   counts=$(awk '
