@@ -18,7 +18,7 @@ void openStandardDescriptors() {
     if (fcntl(fd, F_GETFD) == -1) {
       // The lowest free descriptor is the missing one.
       static_cast<void>(
-          open("/dev/null", O_RDWR));  // NOLINT(android-cloexec-open): children inherit these
+          open("/dev/null", O_RDWR));  // NOLINT(android-cloexec-open): these are to be inherited
     }
   }
 }
