@@ -12,6 +12,7 @@
 #include "proc/read_cpu.h"
 #include "proc/sample_processes.h"
 #include "sysstat/counter_math.h"
+#include "trace/block_source.h"
 
 namespace tarnwick {
 
@@ -66,8 +67,14 @@ void StatsCollector::beginSample() {
   realtimeBefore = android::elapsedRealtime();
 
   if (hasPreviousSample) {
+    blockBefore = blockAfter;
+    takeOver(vmstatBefore, vmstatAfter);
+    takeOver(netDevBefore, netDevAfter);
     takeOver(processesBefore, processesAfter);
   } else {
+    readBlockStats(*this, blockBefore);
+    readVmstat(vmstatBefore);
+    readNetDev(netDevBefore);
     sampleProcessesInto(processesBefore);
   }
 
@@ -80,6 +87,11 @@ void StatsCollector::endSample() {
   const int64_t start = android::elapsedRealtime();
 
   sampleProcessesInto(processesAfter);
+  readNetDev(netDevAfter);
+  readBlockStats(*this, blockAfter);
+  readVmstat(vmstatAfter);
+  readBuddyinfo();
+  readBatteryTemp();
   readCpuTimes(*this, "cpu", cpuAfter.back());
   for (int32_t cpu = 0; cpu < cpuCount; ++cpu) {
     readCpuTimes(*this, cpuKey(cpu).c_str(), cpuAfter[static_cast<size_t>(cpu)]);
@@ -111,7 +123,10 @@ void StatsCollector::endSample() {
 // The after side stays: it is the next before side.
 void StatsCollector::resetSample() {
   std::fill(cpuBefore.begin(), cpuBefore.end(), CpuTimes{});
+  blockBefore = BlockStats{};
   processesBefore.clear();
+  vmstatBefore.clear();
+  netDevBefore.clear();
   for (FreqMap& map : freqBefore) {
     map.clear();
   }

@@ -1,6 +1,7 @@
 #include "collector/stats_collector.h"
 
 #include <unistd.h>
+#include <utils/SystemClock.h>
 
 #include <algorithm>
 
@@ -10,7 +11,9 @@ StatsCollector* gCollector = nullptr;
 
 bool hasPreviousSample = false;
 
-StatsCollector::StatsCollector() : cpuCount(static_cast<int32_t>(sysconf(_SC_NPROCESSORS_CONF))) {
+StatsCollector::StatsCollector()
+    : cpuCount(static_cast<int32_t>(sysconf(_SC_NPROCESSORS_CONF))),
+      lastPagetypeinfoTime(android::elapsedRealtime()) {
   const auto cpus = static_cast<size_t>(std::max(cpuCount, 0));
   cpuBefore.resize(cpus + 1);
   cpuAfter.resize(cpus + 1);

@@ -6,14 +6,22 @@
 
 #include <linux/perf_event.h>
 
+#include <array>
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "proc/cpu_times.h"
 #include "proc/pmu_events.h"
 #include "proc/process_record.h"
 #include "proc/time_in_state.h"
+#include "sysstat/net_dev.h"
+#include "sysstat/reclaim.h"
 #include "sysstat/report_sink.h"
+#include "sysstat/scan.h"
+#include "sysstat/vmstat.h"
+#include "trace/block_stat.h"
 
 namespace tarnwick {
 
@@ -49,10 +57,32 @@ class StatsCollector final : public ReportSink {
   // one when it cannot be read.
   int64_t readKernelFile(const char* path, char* buffer, int32_t size);
 
+  // The same into an array. Returns the text, which is empty when there was nothing to read.
+  template <size_t kSize>
+  std::string_view readKernelText(const char* path, std::array<char, kSize>& buffer) {
+    readKernelFile(path, buffer.data(), static_cast<int32_t>(kSize));
+    return kernelText(buffer.data(), kSize);
+  }
+
   // Writes a value to a kernel control file with one open, one write and one close. A file that
   // does not take it whole ends the process with a message and status 1: a half-configured kernel
   // makes a false report.
   void writeKernelFile(const char* path, const char* text);
+
+  // Reads /proc/vmstat, up to 4096 bytes, into a map as parseVmstat does, and tells from the text
+  // how the kernel counts reclaim. Without the file the map stays as it is.
+  void readVmstat(VmstatMap& map);
+
+  // Reads the first 512 bytes of /proc/buddyinfo into buddyinfoText, which is emptied first. See
+  // proc(5).
+  void readBuddyinfo();
+
+  // Reads /proc/net/dev, up to 4096 bytes, into a map as parseNetDev does. Without the file the map
+  // stays as it is.
+  void readNetDev(NetDevMap& map);
+
+  // Reads /sys/class/power_supply/battery/temp. Without a number there the last reading stays.
+  void readBatteryTemp();
 
   // True from the start of beginSample to the end of endSample.
   bool sampling = false;
@@ -94,11 +124,36 @@ class StatsCollector final : public ReportSink {
   std::vector<PmuFds> pmuFd;
   std::vector<PmuCounts> pmuCount;
 
+  NetDevMap netDevBefore;
+  NetDevMap netDevAfter;
+
+  // All disks together, and the names of the disks, which are looked for until some are found.
+  BlockStats blockBefore{};
+  BlockStats blockAfter{};
+  std::vector<std::string> blockDeviceNames;
+
+  // Reports add the names that they look up to both maps.
+  VmstatMap vmstatBefore;
+  VmstatMap vmstatAfter;
+  ReclaimNaming reclaimNaming;
+
+  // Texts as they are read, without a terminator where they fill their buffer.
+  std::array<char, 512> buddyinfoText{};
+  std::array<char, 4096> pagetypeinfoText{};
+
+  // When the block summary was last printed, in milliseconds of the elapsed-realtime clock: the
+  // start of the program counts, so that a short run has none.
+  int64_t lastPagetypeinfoTime;
+
+  int64_t batteryTemp = 0;  // tenths of a degree Celsius; read at the after snapshot only
+
   // What /proc/stat is read into, kept because its size grows with the machine.
   std::vector<char> statText;
 
  private:
   void printReport();
+  void printMemoryReport();
+  void printNetworkReport();
   void resetSample();
   void sampleProcessesInto(ProcessMap& map);
 };

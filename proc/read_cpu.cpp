@@ -39,9 +39,7 @@ void readCpuFreqStats(StatsCollector& collector, std::vector<FreqMap>& maps) {
     snprintf(path.data(), path.size(), "/sys/devices/system/cpu/cpu%d/cpufreq/stats/time_in_state",
              cpu);
     std::array<char, 4096> text;
-    if (collector.readKernelFile(path.data(), text.data(), text.size()) != 0) {
-      parseTimeInState(kernelText(text.data(), text.size()), maps[static_cast<size_t>(cpu)]);
-    }
+    parseTimeInState(collector.readKernelText(path.data(), text), maps[static_cast<size_t>(cpu)]);
   }
 }
 

@@ -48,8 +48,7 @@ bool readProcessStat(StatsCollector& collector, int32_t id, ProcessRecord& recor
 int readProcessSchedstat(StatsCollector& collector, int32_t id, ProcessRecord& record) {
   const Path path = taskPath(collector, id, "schedstat");
   FileText text;
-  collector.readKernelFile(path.data(), text.data(), text.size());
-  return parseProcessSchedstat(kernelText(text.data(), text.size()), record);
+  return parseProcessSchedstat(collector.readKernelText(path.data(), text), record);
 }
 
 void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMap& map) {

@@ -1,6 +1,7 @@
 #include "collector/stats_collector.h"
 #include "proc/print_cpu_report.h"
 #include "proc/print_process_report.h"
+#include "trace/print_io_report.h"
 
 namespace tarnwick {
 
@@ -8,6 +9,10 @@ namespace tarnwick {
 void StatsCollector::printReport() {
   printProcessReport(*this);
   printCpuReport(*this);
+  printIoReport(*this);
+  printMemoryReport();
+  output("body_temp=%ld\n", batteryTemp);
+  printNetworkReport();
 }
 
 }  // namespace tarnwick

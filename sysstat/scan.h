@@ -64,6 +64,29 @@ class Scanner {
     return true;
   }
 
+  // "%[^0-9]": at least one character that is no digit, signs included.
+  bool skipNonDigits() {
+    const char* const start = at_;
+    while (at_ != end_ && !isDigit(*at_)) {
+      ++at_;
+    }
+    return at_ != start;
+  }
+
+  // "%s": a run of anything but white space.
+  bool word(std::string_view& out) {
+    space();
+    const char* const start = at_;
+    while (at_ != end_ && !isSpace(*at_)) {
+      ++at_;
+    }
+    if (at_ == start) {
+      return false;
+    }
+    out = {start, static_cast<size_t>(at_ - start)};
+    return true;
+  }
+
   // "%ld": a number too large for 64 bits becomes the largest or smallest one, as with strtol(3).
   bool number(int64_t& out) {
     space();
@@ -93,6 +116,12 @@ class Scanner {
     }
     out = static_cast<int32_t>(wide);
     return true;
+  }
+
+  // "%*s"
+  bool skipWord() {
+    std::string_view ignored;
+    return word(ignored);
   }
 
   // `count` times "%*ld"; false as soon as one of them fails.

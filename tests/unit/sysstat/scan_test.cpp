@@ -146,6 +146,67 @@ TEST(Scanner, untilTakesAtLeastOneCharacter) {
   EXPECT_EQ(name, "as it was");
 }
 
+TEST(Scanner, skipNonDigitsStopsAtADigit) {
+  Scanner scan(" -+x7");
+  char c = 0;
+  scan.skipNonDigits();
+  scan.character(c);
+  EXPECT_EQ(c, '7');
+}
+
+TEST(Scanner, skipNonDigitsTakesAtLeastOneCharacter) {
+  EXPECT_FALSE(Scanner("7").skipNonDigits());
+}
+
+TEST(Scanner, skipNonDigitsTakesTheRestOfATextWithoutDigits) {
+  Scanner scan("a:b");
+  char c = 0;
+  EXPECT_TRUE(scan.skipNonDigits());
+  EXPECT_FALSE(scan.character(c));
+}
+
+TEST(Scanner, skipNonDigitsFailsAtTheEnd) {
+  EXPECT_FALSE(Scanner("").skipNonDigits());
+}
+
+TEST(Scanner, wordPassesOverEveryKindOfBlank) {
+  std::string_view word;
+  EXPECT_TRUE(Scanner(" \t\n\v\f\rpgfault").word(word));
+  EXPECT_EQ(word, "pgfault");
+}
+
+TEST(Scanner, wordEndsAtEveryKindOfBlank) {
+  for (const char blank : std::string(" \t\n\v\f\r")) {
+    std::string_view word;
+    Scanner(std::string("a-1") + blank + "b").word(word);
+    EXPECT_EQ(word.size(), 3U) << static_cast<int>(blank);
+  }
+}
+
+TEST(Scanner, wordTakesTheRestWhenNoBlankFollows) {
+  std::string_view word;
+  EXPECT_TRUE(Scanner("pgfau").word(word));
+  EXPECT_EQ(word, "pgfau");
+}
+
+TEST(Scanner, failedWordLeavesItsOutputAlone) {
+  std::string_view word = "as it was";
+  EXPECT_FALSE(Scanner(" \t").word(word));
+  EXPECT_EQ(word, "as it was");
+}
+
+TEST(Scanner, skipWordStopsBehindTheWord) {
+  Scanner scan(" pgfault 35");
+  int64_t number = 0;
+  scan.skipWord();
+  scan.number(number);
+  EXPECT_EQ(number, 35);
+}
+
+TEST(Scanner, skipWordFailsWhereThereIsNone) {
+  EXPECT_FALSE(Scanner(" \t").skipWord());
+}
+
 TEST(Scanner, skipsAsManyNumbersAsItIsTold) {
   Scanner scan("1 -2 99999999999999999999 4");
   int64_t number = 0;
@@ -218,6 +279,41 @@ TEST(Scanner, readsBracketsAsSscanfDoes) {
         std::max(sscanf(text.c_str(), " (%4095[^)])%ld", expectedName, &expectedNumber), 0);
     ASSERT_TRUE(count == expected && name == expectedName && number == expectedNumber)
         << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, readsWordsAsSscanfDoes) {
+  OddTexts texts({"nr_free_pages 106667", " pgfault\t3520 x", "a\xc3\xa9 -1 b"},
+                 "0123456789 +-\t\n\v\f\rx_\xa0\xff");
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    std::string_view first, second;
+    int64_t number = -1;
+    Scanner scan(text);
+    const int count = !scan.word(first) ? 0 : !scan.number(number) ? 1 : !scan.word(second) ? 2 : 3;
+    char expectedFirst[4096] = "", expectedSecond[4096] = "";
+    int64_t expectedNumber = -1;
+    const int expected = std::max(
+        sscanf(text.c_str(), "%4095s %ld %4095s", expectedFirst, &expectedNumber, expectedSecond),
+        0);
+    ASSERT_TRUE(count == expected && first == expectedFirst && number == expectedNumber &&
+                second == expectedSecond)
+        << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, skipsNonDigitsAsSscanfDoes) {
+  OddTexts texts({":     504       6    0", " -7+8 9", ":5 6"}, "0123456789 :+-.\t\n\xb2");
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int64_t a = -1, b = -2;
+    Scanner scan(text);
+    const int count = !scan.skipNonDigits() || !scan.number(a)   ? 0
+                      : !scan.skipNonDigits() || !scan.number(b) ? 1
+                                                                 : 2;
+    int64_t x = -1, y = -2;
+    const int expected = std::max(sscanf(text.c_str(), "%*[^0-9]%ld%*[^0-9]%ld", &x, &y), 0);
+    ASSERT_TRUE(count == expected && a == x && b == y) << testing::PrintToString(text);
   }
 }
 
