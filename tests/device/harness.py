@@ -13,6 +13,18 @@ from program import Program  # noqa: E402
 
 ENTER = os.path.join(TESTS, "support", "enter_device.sh")
 
+# What a report holds on a device that has no files. The sections are in the order of the report.
+IDLE_CPUS = "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
+IDLE_DISKS = ("rw_reqs=0/0 rw_merges=0/0 rw_kb=0/0 rw_ms=0/0 total_ms=0 total_queue_ms=0 "
+              "swap_inout_kb=0/0 maj_flt=0\n")
+NO_RECLAIM = ("alloc_stalls=0 compact_stalls=0 kswapd_scans=0 kswapd_steals=0 direct_scans=0 "
+              "direct_steals=0\n")
+NO_MEMORY = ("MemFree=0(+0) Cached=0(+0) AnonPages=0(+0) Mapped=0(+0) Slab=0(+0) Ion=0(+0) "
+             "Shmem=0(+0)\n")
+NO_BATTERY = "body_temp=0\n"
+IDLE_SYSTEM = IDLE_DISKS + NO_RECLAIM + NO_MEMORY + NO_BATTERY
+TIMES = "uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n"
+
 
 class Device:
     """The folders. Paths are given as the program sees them ("/proc/stat")."""
@@ -69,6 +81,15 @@ class Device:
             self.write(f"{folder}/cmdline", cmdline)
         if schedstat is not None:
             self.write(f"{folder}/schedstat", schedstat)
+
+    def disk(self, name, *fields):
+        """Writes a disk's stat file; /sys/block has a link to its folder, as in sysfs."""
+        self.write(f"/sys/devices/virtual/block/{name}/stat",
+                   " ".join(f"{field:8}" for field in fields) + "\n")
+        link = self.path(f"/sys/block/{name}")
+        if not os.path.islink(link):
+            os.makedirs(os.path.dirname(link), exist_ok=True)
+            os.symlink(f"../devices/virtual/block/{name}", link)
 
     def start(self, *options, prefix=(), **popen):
         return Program(*options, prefix=[ENTER, self.folder, *prefix], **popen)

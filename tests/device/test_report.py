@@ -4,10 +4,8 @@ import os
 import re
 import subprocess
 
-from harness import DeviceTest
+from harness import IDLE_SYSTEM, TIMES, DeviceTest
 from program import SEPARATOR, TIMING_LINE, mask_times
-
-TIMES = "uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n"
 
 # user nice system idle iowait irq softirq steal guest guest_nice
 IDLE = (100, 20, 300, 5000, 60, 7, 8, 0, 0, 0)
@@ -48,7 +46,7 @@ class Processes(DeviceTest):
             + "20    kworker/0:1       : total=200  utime=0    stime=200  min_flt=0     maj_flt=0   \n"
             + "1     init              : total=20   utime=10   stime=10   min_flt=1     maj_flt=1   \n"
             + "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
-            + TIMES)
+            + IDLE_SYSTEM + TIMES)
 
     def test_process_that_started_counts_from_zero(self):
         def change():
@@ -82,7 +80,7 @@ class Processes(DeviceTest):
         self.assertEqual(mask_times(output),
                          message + SEPARATOR + message
                          + "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
-                         + TIMES)
+                         + IDLE_SYSTEM + TIMES)
 
     def test_names_with_blanks_brackets_and_all_fifteen_characters(self):
         def change():
@@ -386,7 +384,7 @@ class Frequencies(DeviceTest):
         self.device.stat(("", *after(IDLE, user=2)), (0, *busy), (1, *busy))
 
     def section(self, output):
-        return output.split(SEPARATOR)[1].split("uptime=")[0]
+        return output.split(SEPARATOR)[1].split("rw_reqs=")[0]
 
     def test_residency_of_the_interval_in_milliseconds(self):
         self.residency(0, "300000 100\n1497600 7\n576000 20\n")
@@ -434,6 +432,36 @@ class Frequencies(DeviceTest):
                       self.measure("--freq", change=change))
 
 
+class Sections(DeviceTest):
+    HEADS = ["7 ", "cpu  :", "rw_reqs=", "alloc_stalls=", "MemFree=", "free lists", "body_temp=",
+             "    lo:", "uptime="]
+
+    def test_order_is_the_same_whatever_the_options(self):
+        self.device.write("/proc/sys/kernel/perf_event_paranoid", "2\n")
+        self.device.write("/proc/buddyinfo", "free lists\n")
+        for options in ([], ["--freq"], ["--pmu"], ["--min-cpu=1"], ["--proc=name"]):
+            with self.subTest(options=options):
+                self.state(1)
+                self.assertEqual(self.heads(self.measure(*options, change=lambda: self.state(2))),
+                                 self.HEADS)
+
+    def test_no_proc_cpu_leaves_out_the_first(self):
+        self.device.write("/proc/buddyinfo", "free lists\n")
+        self.state(1)
+        self.assertEqual(self.heads(self.measure("--no-proc-cpu", change=lambda: self.state(2))),
+                         self.HEADS[1:])
+
+    def state(self, count):
+        self.device.process(7, "name", count, cmdline="name\0")
+        self.device.process(7, "name", count, folder="/proc/7/task/7")
+        self.device.write("/proc/net/dev", f"\n\nhead\nhead\n    lo: 0 {count} 0 0 0 0 0 0 0 0\n")
+
+    def heads(self, output):
+        """Which of the heads stand where a line of the report begins, in their order."""
+        return [head for line in output.split(SEPARATOR)[1].splitlines()
+                for head in self.HEADS if line.startswith(head)]
+
+
 class NothingAtAll(DeviceTest):
     def test_device_without_files(self):
         self.device.remove("/sys/devices")
@@ -444,4 +472,4 @@ class NothingAtAll(DeviceTest):
             mask_times(output),
             SEPARATOR
             + "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
-            + TIMES)
+            + IDLE_SYSTEM + TIMES)

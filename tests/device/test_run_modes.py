@@ -11,12 +11,12 @@ import sys
 import termios
 import time
 
-from harness import DeviceTest
+from harness import (DeviceTest, IDLE_CPUS, IDLE_DISKS, IDLE_SYSTEM, NO_BATTERY, NO_MEMORY, NO_RECLAIM,
+                     TIMES)
 from program import SEPARATOR, mask_times, wait_for
 
-CPU_LINE = "cpu  : user=0     kernel=0     idle=0     iowait=0     total=0      perc=0  \n"
-TIMES = "uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n"
-REPORT = SEPARATOR + CPU_LINE + TIMES
+REST = IDLE_CPUS + IDLE_SYSTEM + TIMES
+REPORT = SEPARATOR + REST
 START = "SIGUSR1->start()\n"
 STOP = "SIGUSR1->stop()\n"
 
@@ -59,8 +59,8 @@ class Loop(DeviceTest):
         # The second report is measured against nothing: the first has reset the before side.
         self.assertEqual(
             mask_times(output),
-            STOP + SEPARATOR + BUSY.format(total=20) + CPU_LINE + TIMES
-            + SEPARATOR + BUSY.format(total=120) + CPU_LINE + TIMES)
+            STOP + SEPARATOR + BUSY.format(total=20) + REST
+            + SEPARATOR + BUSY.format(total=120) + REST)
 
     def test_second_measurement_takes_over_the_after_side(self):
         self.device.process(5, "busy", 10)
@@ -73,8 +73,8 @@ class Loop(DeviceTest):
             output = program.finish()
         self.assertEqual(
             mask_times(output),
-            SEPARATOR + BUSY.format(total=20) + CPU_LINE + TIMES
-            + SEPARATOR + BUSY.format(total=50) + CPU_LINE + TIMES)
+            SEPARATOR + BUSY.format(total=20) + REST
+            + SEPARATOR + BUSY.format(total=50) + REST)
 
 
 class Enter(DeviceTest):
@@ -189,7 +189,7 @@ class Signal(DeviceTest):
             output = program.interrupt()
         self.assertEqual(
             mask_times(output),
-            "".join(START + STOP + SEPARATOR + BUSY.format(total=total) + CPU_LINE + TIMES
+            "".join(START + STOP + SEPARATOR + BUSY.format(total=total) + REST
                     for total in (10, 30, 120)))
 
     def test_log_holds_the_notices_and_one_record_a_line(self):
@@ -198,10 +198,12 @@ class Signal(DeviceTest):
             program.toggle()
             self.assertEqual(program.interrupt(), "")
             records = log_records(program.errors())
-        # The line of the CPUs and its line end are two records.
+        # The line of the CPUs and its line end are two records, and the buddyinfo text, which is
+        # not there, is an empty one.
         self.assertEqual(
             [mask_times(record) for record in records],
-            [START, STOP, SEPARATOR, CPU_LINE.rstrip("\n"), "\n", TIMES])
+            [START, STOP, SEPARATOR, IDLE_CPUS.rstrip("\n"), "\n", IDLE_DISKS, NO_RECLAIM, NO_MEMORY,
+             "", NO_BATTERY, TIMES])
 
     def test_signals_without_pause_leave_matching_sets(self):
         with self.device.start("--stdout", "--sig") as program:
@@ -282,7 +284,7 @@ class Interrupt(DeviceTest):
             self.device.process(pid, "busy", 9)
         report = SEPARATOR + "".join(
             f"{pid:<5} {'busy':<18}: total=0    utime=0    stime=0    min_flt=0     maj_flt=0   \n"
-            for pid in range(1000, 1100)) + CPU_LINE + TIMES
+            for pid in range(1000, 1100)) + REST
         for delay_us in range(0, 10000, 400):
             with self.device.start("--stdout", "--interval=0", "--min-cpu=-1") as program:
                 program.wait_for_thread_name("interrupt")
@@ -293,7 +295,7 @@ class Interrupt(DeviceTest):
                 output = mask_times(program.output())
             self.assertEqual(output, (report * (output.count(SEPARATOR) + 1))[:len(output)])
             # The line of the CPUs and its line end are two pieces.
-            self.assertTrue(output.endswith(("\n", CPU_LINE.rstrip("\n"))) or not output)
+            self.assertTrue(output.endswith(("\n", IDLE_CPUS.rstrip("\n"))) or not output)
 
     def test_as_early_as_the_handler_is_there(self):
         for _ in range(50):

@@ -15,6 +15,10 @@ class SystemCallTest(DeviceTest):
         self.device.stat(("", 1, 2, 3), (0, 1, 2, 3), (1, 1, 2, 3))
         for pid in (3, 5):
             self.device.process(pid, "name", cmdline=f"name{pid}\0")
+        self.device.disk("sda", 1)
+        for path in ("/proc/vmstat", "/proc/net/dev", "/proc/buddyinfo",
+                     "/sys/class/power_supply/battery/temp"):
+            self.device.write(path, "nothing of interest\n")
         self.device.process(7, "thread", folder="/proc/5/task/7", schedstat="1 2 3\n")
 
     def trace(self, calls, *options):
@@ -58,8 +62,22 @@ def read(path):
     return (path, *READ)
 
 
+CPUS = [read("/proc/stat")] * 3
 FREQ = [(f"/sys/devices/system/cpu/cpu{cpu}/cpufreq/stats/time_in_state",) for cpu in (0, 1)]
-WALK = ("/proc", "getdents64", "getdents64", "close")
+BLOCK = [read("/sys/block/sda/stat")]
+FIND_DISKS = [("/sys/block/", "getdents64", "getdents64", "close")]
+VMSTAT = [read("/proc/vmstat")]
+NET = [read("/proc/net/dev")]
+AFTER_ONLY = [read("/proc/buddyinfo"), read("/sys/class/power_supply/battery/temp")]
+WALK = [("/proc", "getdents64", "getdents64", "close"), read("/proc/3/stat"), read("/proc/5/stat")]
+
+
+def before(processes, freq=()):
+    return [*CPUS, *freq, *FIND_DISKS, *BLOCK, *VMSTAT, *NET, *processes]
+
+
+def after(processes, freq=()):
+    return [*processes, *NET, *BLOCK, *VMSTAT, *AFTER_ONLY, *CPUS, *freq]
 
 
 class Order(SystemCallTest):
@@ -80,23 +98,23 @@ class Order(SystemCallTest):
         return files
 
     def test_one_open_read_and_close_a_file_and_nothing_at_a_later_before_snapshot(self):
-        cpus = [read("/proc/stat")] * 3
-        processes = [WALK, read("/proc/3/stat"), read("/proc/5/stat")]
-        before = cpus + FREQ + processes
-        after = processes + cpus + FREQ
-        self.assert_files(self.kernel_files("--freq"), before + after + after)
+        self.assert_files(self.kernel_files("--freq"),
+                          before(WALK, FREQ) + after(WALK, FREQ) + after(WALK, FREQ))
 
     def test_processes_are_not_read_without_need(self):
-        cpus = [read("/proc/stat")] * 3
-        self.assert_files(self.kernel_files("--no-proc-cpu"), 3 * cpus)
+        self.assert_files(self.kernel_files("--no-proc-cpu"), before([]) + after([]) + after([]))
 
     def test_threads_cost_two_files_each(self):
-        cpus = [read("/proc/stat")] * 3
         files = [file for file in self.kernel_files("--proc=name5")
                  if not file[0].endswith("cmdline") and file[0] != "/proc"]
         threads = [("/proc/5/task", "getdents64", "getdents64", "close"),
                    read("/proc/5/task/7/stat"), read("/proc/5/task/7/schedstat")]
-        self.assert_files(files, cpus + threads + 2 * (threads + cpus))
+        self.assert_files(files, before(threads) + after(threads) + after(threads))
+
+    def test_disks_are_looked_for_until_there_are_some(self):
+        self.device.remove("/sys/block/sda")
+        files = self.kernel_files("--no-proc-cpu")
+        self.assertEqual(files.count(FIND_DISKS[0]), 3)
 
 
 class Pmu(SystemCallTest):

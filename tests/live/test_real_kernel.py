@@ -2,8 +2,11 @@
 
 import os
 import re
+import shutil
+import socket
 import subprocess
 import sys
+import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
@@ -28,7 +31,7 @@ while line := sys.stdin.readline():
 PROCESS_LINE = re.compile(
     r"^(\d+) +(.*?) *: total=(-?\d+) +utime=(-?\d+) +stime=(-?\d+) +min_flt=(-?\d+) +maj_flt=(-?\d+) "
     r"*(?:rt=(\d+) +wt=(\d+) +switches=(\d+) *)?$", re.M)
-CPU_LINE = re.compile(r"^cpu( \d|  |\d\d) *: user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) "
+CPU_LINE = re.compile(r"^cpu( \d|  |\d{2,}) *: user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) "
                       r"+total=(-?\d+) +perc=(-?\d+)", re.M)
 
 
@@ -125,6 +128,101 @@ class RealKernel(unittest.TestCase):
             storm.kill()
             storm.wait()
         self.assertEqual(len(TIMING_LINE.findall(output)), 200)
+
+
+    @staticmethod
+    def counter_kb(name):
+        """A page counter of the kernel, in KB."""
+        with open("/proc/vmstat") as counters:
+            return 4 * int(re.search(rf"^{name} (\d+)", counters.read(), re.M)[1])
+
+    def test_allocation_shows_in_anonymous_pages(self):
+        kept = []
+
+        def allocate():
+            before = self.counter_kb("nr_anon_pages")
+            kept.append(bytearray(os.urandom(1 << 20)) * 64)
+            return self.counter_kb("nr_anon_pages") - before
+        expected, output = self.measure(meanwhile=allocate)
+        change = int(re.search(r"AnonPages=\d+\(([+-]\d+)\)", output)[1])
+        # Other processes come and go between the kernel's figures and the program's.
+        self.assertAlmostEqual(change, expected, delta=48 << 10)
+
+    def test_free_memory_is_what_the_kernel_says(self):
+        expected, output = self.measure(meanwhile=lambda: self.counter_kb("nr_free_pages"))
+        self.assertAlmostEqual(int(re.search(r"MemFree=(\d+)", output)[1]), expected,
+                               delta=128 << 10)
+
+    def test_packets_over_loopback(self):
+        def send():
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as receiver, \
+                    socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as sender:
+                receiver.bind(("127.0.0.1", 0))
+                receiver.settimeout(60)
+                for _ in range(1000):
+                    sender.sendto(b"x" * 1000, receiver.getsockname())
+                    receiver.recv(2000)
+        output = self.measure(meanwhile=send)[1]
+        line = re.search(r"^    lo: rx_kb=(\d+) +rx_packets=(\d+) +tx_kb=(\d+) +tx_packets=(\d+)",
+                         output, re.M)
+        # With their heads the datagrams have 1028 bytes each.
+        self.assertGreaterEqual(int(line[1]), 1003)
+        self.assertGreaterEqual(int(line[2]), 1000)
+        self.assertEqual((line[1], line[2]), (line[3], line[4]))
+
+
+class RealDisk(unittest.TestCase):
+    KB = 8 << 10
+
+    def setUp(self):
+        self.folder = tempfile.mkdtemp(dir="/var/tmp")
+        self.addCleanup(shutil.rmtree, self.folder)
+        device = os.stat(self.folder).st_dev
+        node = os.path.realpath(f"/sys/dev/block/{os.major(device)}:{os.minor(device)}")
+        self.disk = os.path.dirname(node) if os.path.exists(node + "/partition") else node
+        if not os.path.exists(self.disk + "/stat"):
+            self.skipTest("the file system is on no disk")
+
+    def prefix(self):
+        """What shows the program a disk of this machine under a name that it samples."""
+        name = os.path.basename(self.disk)
+        if name.startswith("sd") or name == "mmcblk0":
+            return []
+        links = os.path.join(self.folder, "block")
+        os.mkdir(links)
+        os.symlink(self.disk, os.path.join(links, "sda"))
+        prefix = ["unshare", *([] if os.geteuid() == 0 else ["--user", "--map-root-user"]), "--mount",
+                  "--propagation", "private", "sh", "-c", 'mount --bind "$0" /sys/block && exec "$@"',
+                  links]
+        if subprocess.run([*prefix, "true"], stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("no mount namespace can be made here")
+        return prefix
+
+    def rw_kb(self, meanwhile):
+        with Program("--stdout", "--enter", prefix=self.prefix()) as program:
+            program.wait_until_waiting()
+            meanwhile()
+            program.type("\n")
+            found = re.search(r" rw_kb=(\d+)/(\d+) ", program.finish())
+            return int(found[1]), int(found[2])
+
+    def write(self):
+        with open(os.path.join(self.folder, "file"), "wb") as out:
+            out.write(os.urandom(self.KB << 10))
+            out.flush()
+            os.fsync(out.fileno())
+            os.posix_fadvise(out.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+    def read(self):
+        with open(os.path.join(self.folder, "file"), "rb") as text:
+            text.read()
+
+    def test_file_that_is_written(self):
+        self.assertGreaterEqual(self.rw_kb(self.write)[1], self.KB)
+
+    def test_file_that_is_read(self):
+        self.write()
+        self.assertGreaterEqual(self.rw_kb(self.read)[0], self.KB)
 
 
 @unittest.skipUnless(os.geteuid() == 0, "changes a kernel setting: needs root")
