@@ -2,10 +2,10 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <string>
 
 #include "cli/options.h"
 #include "cli/signals.h"
@@ -16,11 +16,16 @@ namespace tarnwick {
 
 namespace {
 
-constexpr size_t kSeparatorDashes = 113;
+// 113 dashes, as a C string that is never destroyed: a worker may end the process while it is
+// printed.
+constexpr auto kSeparator = [] {
+  std::array<char, 114> line{};
+  std::fill_n(line.begin(), 113, '-');
+  return line;
+}();
 
 void stopSample() {
-  static const std::string separator(kSeparatorDashes, '-');
-  gCollector->output("%s\n", separator.c_str());
+  gCollector->output("%s\n", kSeparator.data());
   gCollector->endSample();
 }
 

@@ -13,6 +13,7 @@
 #include "proc/sample_processes.h"
 #include "sysstat/counter_math.h"
 #include "trace/block_source.h"
+#include "trace/trace_control.h"
 
 namespace tarnwick {
 
@@ -78,6 +79,14 @@ void StatsCollector::beginSample() {
     sampleProcessesInto(processesBefore);
   }
 
+  // Last, so that the program's own reading is not traced.
+  if (blockDump) {
+    startTracing(*this);
+  }
+  if (systrace) {
+    startTracing(*this);
+  }
+
   procTimeBefore = difference(android::elapsedRealtime(), start);
   hasPreviousSample = true;
 }
@@ -101,6 +110,13 @@ void StatsCollector::endSample() {
   }
   if (freq) {
     readCpuFreqStats(*this, freqAfter);
+  }
+
+  if (blockDump) {
+    stopTracing(*this);
+  }
+  if (systrace) {
+    stopTracing(*this);
   }
 
   uptimeAfter = android::uptimeMillis();

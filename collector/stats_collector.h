@@ -5,6 +5,7 @@
 #endif
 
 #include <linux/perf_event.h>
+#include <pthread.h>
 
 #include <array>
 #include <cstdint>
@@ -22,6 +23,7 @@
 #include "sysstat/scan.h"
 #include "sysstat/vmstat.h"
 #include "trace/block_stat.h"
+#include "trace/inode_paths.h"
 
 namespace tarnwick {
 
@@ -146,6 +148,13 @@ class StatsCollector final : public ReportSink {
   int64_t lastPagetypeinfoTime;
 
   int64_t batteryTemp = 0;  // tenths of a degree Celsius; read at the after snapshot only
+
+  // Which file an inode is, for the page-cache lines.
+  InodePaths inodePaths;
+
+  // The worker threads of tracing, while they run.
+  pthread_t pipeThreadId{};
+  pthread_t logcatThreadId{};
 
   // What /proc/stat is read into, kept because its size grows with the machine.
   std::vector<char> statText;

@@ -2,32 +2,32 @@
 
 #include <unistd.h>
 
-#include <csignal>
+#include <atomic>
 
 namespace tarnwick {
 
 namespace {
 
-// Shared by the main thread and its own signal handler, hence no atomics.
-volatile sig_atomic_t gInside = 0;
-volatile sig_atomic_t gStopped = 0;
+// Lock-free, so that a signal handler may use them.
+std::atomic<bool> gInside = false;
+std::atomic<bool> gStopped = false;
 
 }  // namespace
 
 StdoutSection::StdoutSection() {
-  gInside = 1;
+  gInside = true;
 }
 
 StdoutSection::~StdoutSection() {
-  gInside = 0;
-  if (gStopped != 0) {
+  gInside = false;
+  if (gStopped) {
     stopMainThread();
   }
 }
 
 void stopMainThread() {
-  gStopped = 1;
-  while (gInside == 0) {
+  gStopped = true;
+  while (!gInside) {
     pause();
   }
 }

@@ -10,7 +10,7 @@ namespace tarnwick {
 // printed, but what is buffered must come out; so the main thread is stopped where it stands,
 // except where it holds the lock of standard output. There it is stopped as soon as it has let go.
 
-// Stands around each use of standard output by the main thread:
+// Stands around each use of standard output by the main thread, and around the end of the process:
 //
 //   const StdoutSection section;
 //   vprintf(format, arguments);

@@ -2,11 +2,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
+#include "collector/end_process.h"
 #include "collector/stats_collector.h"
-#include "collector/stdout_section.h"
 
 namespace tarnwick {
 
@@ -16,12 +15,6 @@ namespace {
 void reportError(StatsCollector& collector, const char* doing, const char* path) {
   const int error = errno;
   collector.output("Error %s %s: %s (%d)\n", doing, path, strerror(error), error);
-}
-
-// exit flushes standard output.
-[[noreturn]] void exitWithFailure() {
-  const StdoutSection section;
-  exit(1);
 }
 
 }  // namespace
@@ -46,13 +39,13 @@ void StatsCollector::writeKernelFile(const char* path, const char* text) {
   const int fd = open(path, O_WRONLY | O_CLOEXEC);
   if (fd == -1) {
     reportError(*this, "opening", path);
-    exitWithFailure();
+    endProcess(1);
   }
   const size_t length = strlen(text);
   if (write(fd, text, length) != static_cast<ssize_t>(length)) {
     reportError(*this, "writing to", path);
     close(fd);
-    exitWithFailure();
+    endProcess(1);
   }
   close(fd);
 }

@@ -118,11 +118,43 @@ class Scanner {
     return true;
   }
 
+  // "%lu": as strtoul(3), so a minus sign negates, and what does not fit becomes the largest
+  // number.
+  bool unsignedNumber(uint64_t& out) { return unsignedDigits(out, 10); }
+
+  // "%hu": the number of "%lu" cut to its low 16 bits.
+  bool unsignedShort(uint16_t& out) {
+    uint64_t wide = 0;
+    if (!unsignedDigits(wide, 10)) {
+      return false;
+    }
+    out = static_cast<uint16_t>(wide);
+    return true;
+  }
+
+  // "%lx": hexadecimal with or without 0x, otherwise as "%lu".
+  bool hexNumber(uint64_t& out) { return unsignedDigits(out, 16); }
+
+  // "%lf"
+  bool real(double& out);
+
   // "%*s"
   bool skipWord() {
     std::string_view ignored;
     return word(ignored);
   }
+
+  // A run of the format that stands for itself and holds no blanks.
+  bool literal(std::string_view expected) {
+    if (!rest().starts_with(expected)) {
+      return false;
+    }
+    at_ += expected.size();
+    return true;
+  }
+
+  // What has not been scanned yet.
+  std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
 
   // `count` times "%*ld"; false as soon as one of them fails.
   bool skipNumbers(int count) {
@@ -148,6 +180,49 @@ class Scanner {
       ++at_;
     }
     return at_ != digits;
+  }
+
+  // -1 for a character that is no digit of the base, 10 or 16.
+  static int digitValue(char c, unsigned base) {
+    if (isDigit(c)) {
+      return c - '0';
+    }
+    const char lower = static_cast<char>(c | 0x20);
+    return base == 16 && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+  }
+
+  bool unsignedDigits(uint64_t& out, unsigned base) {
+    space();
+    const bool negative = at_ != end_ && *at_ == '-';
+    if (at_ != end_ && (*at_ == '-' || *at_ == '+')) {
+      ++at_;
+    }
+    bool any = false;
+    if (base == 16 && at_ != end_ && *at_ == '0') {
+      // A lone "0x" is the number 0, and its "x" is gone.
+      any = true;
+      ++at_;
+      if (at_ != end_ && (*at_ | 0x20) == 'x') {
+        ++at_;
+      }
+    }
+    constexpr uint64_t kLargest = std::numeric_limits<uint64_t>::max();
+    uint64_t magnitude = 0;
+    bool overflow = false;
+    for (; at_ != end_; ++at_, any = true) {
+      const int digit = digitValue(*at_, base);
+      if (digit < 0) {
+        break;
+      }
+      const auto value = static_cast<uint64_t>(digit);
+      overflow = overflow || magnitude > (kLargest - value) / base;
+      magnitude = magnitude * base + value;
+    }
+    if (!any) {
+      return false;
+    }
+    out = overflow ? kLargest : negative ? -magnitude : magnitude;
+    return true;
   }
 
   const char* at_;

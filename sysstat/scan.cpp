@@ -1,0 +1,55 @@
+#include "sysstat/scan.h"
+
+#include <cstdio>
+#include <string>
+
+namespace tarnwick {
+
+namespace {
+
+// As many digits as a double holds exactly, and the powers of ten that it does.
+constexpr int kExactDigits = 15;
+constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+
+}  // namespace
+
+bool Scanner::real(double& out) {
+  space();
+  // "35.993650": a quotient of two exact numbers is rounded once, as scanf rounds.
+  uint64_t digits = 0;
+  int count = 0;
+  int decimals = 0;
+  bool point = false;
+  const char* at = at_;
+  for (; at != end_; ++at) {
+    if (isDigit(*at)) {
+      digits = digits * 10 + static_cast<uint64_t>(*at - '0');
+      decimals += point ? 1 : 0;
+      if (++count > kExactDigits) {
+        break;
+      }
+    } else if (*at == '.' && !point && count > 0) {
+      point = true;
+    } else {
+      break;
+    }
+  }
+  const bool plain = at == end_ || isSpace(*at) || *at == ':';
+  if (count > 0 && count <= kExactDigits && plain) {
+    at_ = at;
+    out = static_cast<double>(digits) / kPowersOfTen[decimals];
+    return true;
+  }
+  // Signs, exponents, hexadecimal, infinities, long numbers: no kernel prints them for a time.
+  const std::string text(rest());
+  int length = 0;
+  // NOLINTNEXTLINE(cert-err34-c): this is the conversion that is promised
+  if (sscanf(text.c_str(), "%lf%n", &out, &length) != 1) {
+    return false;
+  }
+  at_ += length;
+  return true;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,359 @@
+#include "trace/page_cache_event.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/unit/trace/trace_lines.h"
+
+namespace tarnwick {
+namespace {
+
+constexpr int kLines = 200000;
+constexpr const char* kNone = "none";
+
+std::string described(bool added, unsigned major, unsigned minor, uint64_t inode) {
+  char text[80];
+  snprintf(text, sizeof(text), "%c %u:%u_%lu", added ? '+' : '-', major, minor, inode);
+  return text;
+}
+
+// "+ 179:2_12" for an addition, "- 179:2_12" for a removal.
+std::string eventOf(std::string_view line) {
+  const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
+  return event ? described(event->added, event->major, event->minor, event->inode) : kNone;
+}
+
+using Counts = std::map<std::string, int>;
+
+Counts countsOf(const std::string& kernel, const std::string& file) {
+  Counts counts;
+  for (const std::string& line : readTraceLines(kernel, file)) {
+    ++counts[eventOf(line)];
+  }
+  return counts;
+}
+
+Counts keyCountsOf(const std::string& kernel) {
+  Counts counts;
+  for (const std::string& line : readTraceLines(kernel, "filemap.txt")) {
+    const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
+    ++counts[event ? pageCacheKey(*event) : kNone];
+  }
+  return counts;
+}
+
+// An addition with the text given behind the event's name.
+std::string addition(const std::string& event) {
+  return "             cat-204     [000] ....    40.794419: mm_filemap_add_to_page_cache: " +
+         event + '\n';
+}
+
+TEST(PageCacheEvent, realAddition) {
+  EXPECT_EQ(eventOf("             cat-204     [000] ....    40.799880: "
+                    "mm_filemap_add_to_page_cache: dev 179:2 ino c page=fffffece3afb3040 "
+                    "pfn=289985 ofs=4096\n"),
+            "+ 179:2_12");
+}
+
+TEST(PageCacheEvent, realRemoval) {
+  EXPECT_EQ(eventOf("              sh-104     [001] d....     4.624759: "
+                    "mm_filemap_delete_from_page_cache: dev 254:0 ino 83 pfn=0x4013c ofs=16384 "
+                    "order=2\n"),
+            "- 254:0_131");
+}
+
+// 5.14 to 5.16, of which there is no fixture.
+TEST(PageCacheEvent, mayHaveAPageAndAHexadecimalFrame) {
+  EXPECT_EQ(eventOf(addition("dev 254:3 ino 1f page=00000000b2c8a1f7 pfn=0x10a2f ofs=8192")),
+            "+ 254:3_31");
+}
+
+TEST(PageCacheEvent, linux510HasOneOnEveryLine) {
+  EXPECT_EQ(keyCountsOf("linux-5.10-arm64"), (Counts{{"0:24_7", 6},
+                                                     {"0:3_0", 49},
+                                                     {"179:2_12", 74},
+                                                     {"179:2_14", 10},
+                                                     {"179:2_33", 22},
+                                                     {"254:0_16", 58},
+                                                     {"8:2_12", 72}}));
+}
+
+TEST(PageCacheEvent, linux61HasOneOnEveryLine) {
+  EXPECT_EQ(keyCountsOf("linux-6.1-arm64"), (Counts{{"0:23_7", 6},
+                                                    {"0:3_187695106", 12},
+                                                    {"0:3_266338304", 3},
+                                                    {"0:3_8388610", 3},
+                                                    {"0:3_8388624", 24},
+                                                    {"179:2_12", 72},
+                                                    {"179:2_14", 10},
+                                                    {"179:2_33", 20},
+                                                    {"254:0_16", 58},
+                                                    {"8:2_12", 72}}));
+}
+
+TEST(PageCacheEvent, linux612HasOneOnEveryLine) {
+  EXPECT_EQ(keyCountsOf("linux-6.12-arm64"), (Counts{{"0:26_7", 6},
+                                                     {"0:3_187695106", 7},
+                                                     {"0:3_266338304", 2},
+                                                     {"0:3_8388610", 2},
+                                                     {"0:3_8388624", 24},
+                                                     {"179:2_12", 72},
+                                                     {"179:2_14", 10},
+                                                     {"179:2_33", 20},
+                                                     {"254:0_16", 58},
+                                                     {"8:2_12", 72}}));
+}
+
+TEST(PageCacheEvent, forSeveralPagesIsOneOnLinux61) {
+  EXPECT_EQ(countsOf("linux-6.1-arm64", "filemap_large_folios.txt"),
+            (Counts{{"+ 254:0_131", 19}, {"- 254:0_131", 19}}));
+}
+
+TEST(PageCacheEvent, forSeveralPagesIsOneOnLinux612) {
+  EXPECT_EQ(countsOf("linux-6.12-arm64", "filemap_large_folios.txt"),
+            (Counts{{"+ 254:0_131", 19}, {"- 254:0_131", 19}}));
+}
+
+TEST(PageCacheEvent, realLinesAreAdditionsAndRemovals) {
+  for (const std::string& line : readTraceLines("filemap.txt")) {
+    const bool added = line.find("mm_filemap_add_") != std::string::npos;
+    EXPECT_EQ(parsePageCacheEvent(line).value().added, added) << line;
+  }
+}
+
+TEST(PageCacheEvent, schedulerLinesHaveNone) {
+  for (const std::string& line : readTraceLines("sched.txt")) {
+    EXPECT_EQ(eventOf(line), kNone) << line;
+  }
+}
+
+TEST(PageCacheEvent, isAnAdditionAfterAnO) {
+  EXPECT_EQ(eventOf("o_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6"), "+ 1:2_3");
+}
+
+TEST(PageCacheEvent, isARemovalAfterAnyOtherCharacter) {
+  EXPECT_EQ(eventOf("O_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6"), "- 1:2_3");
+}
+
+TEST(PageCacheEvent, isARemovalWhereTheLineStartsWithIt) {
+  EXPECT_EQ(eventOf("_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6"), "- 1:2_3");
+}
+
+TEST(PageCacheEvent, isReadBehindTheFirstName) {
+  EXPECT_EQ(eventOf("o_page_cache: x_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6"), kNone);
+}
+
+TEST(PageCacheEvent, nameWithoutABlankHasNone) {
+  EXPECT_EQ(eventOf("o_page_cache:dev 1:2 ino 3 page=4 pfn=5 ofs=6"), kNone);
+}
+
+TEST(PageCacheEvent, emptyLineHasNone) {
+  EXPECT_EQ(eventOf(""), kNone);
+}
+
+TEST(PageCacheEvent, nothingBehindTheNameIsNone) {
+  EXPECT_EQ(eventOf("o_page_cache: "), kNone);
+}
+
+TEST(PageCacheEvent, blanksMayBeManyOrNone) {
+  EXPECT_EQ(eventOf(addition("dev1: 2\t \tino3page= 4pfn= 5ofs= 6")), "+ 1:2_3");
+}
+
+TEST(PageCacheEvent, blankInFrontOfDevHasNone) {
+  EXPECT_EQ(eventOf(addition(" dev 1:2 ino 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingDevHasNone) {
+  EXPECT_EQ(eventOf(addition("1:2 ino 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingMajorHasNone) {
+  EXPECT_EQ(eventOf(addition("dev :2 ino 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingColonHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1 2 ino 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingMinorHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1: ino 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingInoHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 3 page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingInodeHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino page=4 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingPageInFrontOfADecimalFrameHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, pageWithoutAnAddressHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page= pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, pageThatIsNoAddressHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=(____ptrval____) pfn=5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, pageThatIsNoAddressHasNoneBeforeAHexadecimalFrame) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=(____ptrval____) pfn=0x5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, missingFrameHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=4 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, frameThatIsNoNumberHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=4 pfn=f ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, hexadecimalFrameNeedsADigit) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, hexadecimalFrameNeedsASmallX) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0X5 ofs=6")), kNone);
+}
+
+TEST(PageCacheEvent, hexadecimalFrameMayHaveASign) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x-5 ofs=6")), "+ 1:2_3");
+}
+
+TEST(PageCacheEvent, missingOffsetHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=4 pfn=5")), kNone);
+}
+
+TEST(PageCacheEvent, missingOffsetBehindAHexadecimalFrameHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x5 order=0")), kNone);
+}
+
+TEST(PageCacheEvent, offsetThatIsNoNumberHasNone) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x5 ofs=x")), kNone);
+}
+
+TEST(PageCacheEvent, inodeMayBeOf64Bits) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino fffffffffffffffe page=4 pfn=5 ofs=6")),
+            "+ 1:2_18446744073709551614");
+}
+
+TEST(PageCacheEvent, inodeBeyond64BitsIsTheLargest) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 10000000000000000 page=4 pfn=5 ofs=6")),
+            "+ 1:2_18446744073709551615");
+}
+
+TEST(PageCacheEvent, deviceNumbersKeepTheirLow16Bits) {
+  EXPECT_EQ(eventOf(addition("dev 65537:1048575 ino 3 page=4 pfn=5 ofs=6")), "+ 1:65535_3");
+}
+
+TEST(PageCacheKey, isDecimal) {
+  EXPECT_EQ(pageCacheKey({.added = true, .major = 179, .minor = 2, .inode = 0x1f}), "179:2_31");
+}
+
+TEST(PageCacheKey, holdsTheLargestNumbers) {
+  EXPECT_EQ(pageCacheKey({.added = true, .major = 65535, .minor = 65535, .inode = UINT64_MAX}),
+            "65535:65535_18446744073709551615");
+}
+
+TEST(PageCacheKey, isTheSameForAdditionsAndRemovals) {
+  EXPECT_EQ(pageCacheKey({.added = true, .major = 8, .minor = 2, .inode = 12}),
+            pageCacheKey({.added = false, .major = 8, .minor = 2, .inode = 12}));
+}
+
+// The same with the functions of the C library.
+std::string sscanfEventOf(const std::string& line) {
+  const char* const found = strstr(line.c_str(), "_page_cache: ");
+  if (found == nullptr) {
+    return kNone;
+  }
+  const bool added = found != line.c_str() && found[-1] == 'o';
+  const char* const text = found + strlen("_page_cache: ");
+  unsigned short major = 0;
+  unsigned short minor = 0;
+  unsigned long inode = 0;
+  unsigned long offset = 0;
+  if (sscanf(text, "dev %hu:%hu ino %lx page=%*x pfn=%*d ofs=%lu", &major, &minor, &inode,
+             &offset) != 4 &&
+      sscanf(text, "dev %hu:%hu ino %lx pfn=0x%*x ofs=%lu", &major, &minor, &inode, &offset) != 4 &&
+      sscanf(text, "dev %hu:%hu ino %lx page=%*x pfn=0x%*x ofs=%lu", &major, &minor, &inode,
+             &offset) != 4) {
+    return kNone;
+  }
+  return described(added, major, minor, inode);
+}
+
+OddLines oddLines() {
+  std::vector<std::string> real = readTraceLines("filemap.txt");
+  const std::vector<std::string> more =
+      readTraceLines("linux-6.12-arm64", "filemap_large_folios.txt");
+  real.insert(real.end(), more.begin(), more.end());
+  real.push_back(addition("dev 254:3 ino 1f page=00000000b2c8a1f7 pfn=0x10a2f ofs=8192"));
+  const std::vector<std::string> shorts = {"0",
+                                           "7",
+                                           "179",
+                                           "-1",
+                                           "+3",
+                                           "65535",
+                                           "65536",
+                                           "131073",
+                                           "-65536",
+                                           "x",
+                                           "",
+                                           " 5",
+                                           "18446744073709551616"};
+  const std::vector<std::string> blanks = {" ", " ", " ", " ", "", "  ", "\t", "\n"};
+  return {real,
+          "0123456789abcdefx :=-+()\t\npgnoiv",
+          {{"mm_filemap_add_to", "mm_filemap_delete_from", "o", "x", ""},
+           {"_page_cache: ", "_page_cache: ", "_page_cache: ", "_page_cache:", "page_cache: "},
+           {"dev", "dev", "dev", "dev", "de"},
+           blanks,
+           shorts,
+           {":", ":", ":", ":", " :"},
+           shorts,
+           blanks,
+           {"ino", "ino", "ino", "ino", "in"},
+           blanks,
+           {"c", "0", "83", "fffffffffffffffe", "10000000000000000", "0x1f", "0X1F", "-1", "0x",
+            "x", "+aB", "0xg", "-0x5", "00x7"},
+           blanks,
+           {"page=fffffece3ae04f80", "page=0x1f", "page=(____ptrval____)", "page=", "page=0x",
+            "page=-5", "page=5", "", "", ""},
+           blanks,
+           {"pfn=", "pfn=", "pfn=", "pfn"},
+           {"0x44c8f", "0x0", "0x", "0x-5", "0x 5", "0x0x5", "0x+5", "0xg", "0X5", "262462", "-5",
+            "0", "9223372036854775808", "0x99999999999999999999", ""},
+           blanks,
+           {"ofs=", "ofs=", "ofs=", "of"},
+           {"0", "4096", "-1", "18446744073709551616", "x", " 8192"},
+           {" order=0", "", "\n", "x"}}};
+}
+
+TEST(PageCacheEvent, oddLinesReadAsSscanfReadsThem) {
+  OddLines lines = oddLines();
+  for (int i = 0; i < kLines; ++i) {
+    const std::string line = lines.next();
+    ASSERT_EQ(eventOf(line), sscanfEventOf(line)) << testing::PrintToString(line);
+  }
+}
+
+TEST(PageCacheEvent, oddLinesHoldManyEvents) {
+  OddLines lines = oddLines();
+  int events = 0;
+  for (int i = 0; i < kLines; ++i) {
+    events += sscanfEventOf(lines.next()) == kNone ? 0 : 1;
+  }
+  EXPECT_GT(events, kLines / 20);
+}
+
+}  // namespace
+}  // namespace tarnwick

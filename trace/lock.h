@@ -1,0 +1,19 @@
+#pragma once
+
+#include <pthread.h>
+
+namespace tarnwick {
+
+// Holds a mutex for the time of a scope.
+class Lock {
+ public:
+  explicit Lock(pthread_mutex_t& mutex) : mutex_(mutex) { pthread_mutex_lock(&mutex_); }
+  ~Lock() { pthread_mutex_unlock(&mutex_); }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+
+ private:
+  pthread_mutex_t& mutex_;
+};
+
+}  // namespace tarnwick

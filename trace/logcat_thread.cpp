@@ -1,0 +1,128 @@
+#include "trace/logcat_thread.h"
+
+#include <pthread.h>
+#include <sys/prctl.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "collector/end_process.h"
+#include "collector/stats_collector.h"
+#include "proc/find_process.h"
+#include "trace/kpi_line.h"
+#include "trace/lock.h"
+#include "trace/shell_command.h"
+#include "trace/stream_reader.h"
+#include "trace/trace_state.h"
+
+namespace tarnwick {
+
+namespace {
+
+// The main buffer, silent but for the tags that time the start of an application.
+constexpr const char* kLogcat =
+    "logcat -v threadtime -b main *:s KPI-R2K-ID-2 KPI-R2K-ZY-6 KPI-R2K-AT-1 KPI-R2K-AT-5 "
+    "KPI-R2K-AT-6 KPI-R2K-AMS-1 KPI-R2K-AMS-6 KPI-R2K-AMS-8 KPI-R2K-WMS-2 KPI-R2K-WMS-3 "
+    "KPI-R2K-WMS-5 KPI-R2K-WMS-6";
+
+constexpr std::chrono::milliseconds kRest{15};
+
+// How long a helper may take to do its work before it is ended.
+constexpr std::chrono::milliseconds kPatience{2000};
+
+void onLogcatThreadSignal(int signo) {
+  if (signo == SIGUSR2) {
+    noteStop();
+  } else {
+    puts("logcat_thread: unexpected signal");
+  }
+}
+
+// The process of the application that is being started, for the one record that carries it: the
+// first line that names it. 0 for all others.
+int32_t applicationPid(const KpiLine& kpi) {
+  if (gKpiPidFound) {
+    return 0;
+  }
+  if (kpi.tag == "KPI-R2K-AMS-1" && !kpi.component.empty()) {
+    const int32_t pid = findProcessByName(componentPackage(kpi.component));
+    gKpiPidFound = pid != -1;
+    return gKpiPidFound ? pid : 0;
+  }
+  if (kpi.tag == "KPI-R2K-ZY-6") {
+    gKpiPidFound = true;
+    return kpi.pid;
+  }
+  return 0;
+}
+
+void takeLine(std::string_view line) {
+  const std::optional<KpiLine> kpi = parseKpiLine(line);
+  if (!kpi) {
+    return;
+  }
+  TraceRecord record;
+  record.time = static_cast<double>(kpi->timeMs) / 1000.0;
+  record.duration = 1000000;
+  record.kind = TraceRecordKind::kKpi;
+  record.tid = applicationPid(*kpi);
+  const Lock lock(gTraceMutex);
+  record.name = gKpiNames.idOf(kpi->tag);
+  gTraceRecords.append(record);
+}
+
+// The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id.
+void endLogcat() {
+  int32_t logcat = -1;
+  {
+    const Lock lock(gTgidNamesMutex);
+    for (const auto& [tgid, name] : gTgidNames) {
+      if (name == "logcat") {
+        logcat = tgid;
+        break;
+      }
+    }
+  }
+  if (logcat != -1) {
+    printf("Killing logcat process %d\n", logcat);
+    kill(logcat, SIGKILL);
+  } else {
+    ShellCommand("busybox pkill logcat").wait(kPatience);
+  }
+}
+
+}  // namespace
+
+void* logcat_thread(void* /*unused*/) {
+  prctl(PR_SET_NAME, "logcat_thread");
+  installWorkerHandler(onLogcatThreadSignal);
+  // Only what is logged during the measurement counts.
+  ShellCommand("logcat -c").waitOrStop(kPatience);
+  ShellCommand logcat(kLogcat);
+  if (logcat.fd() < 0) {
+    puts("popen() failed!");
+    endProcess(1);
+  }
+  StreamReader(logcat.fd(), kRest).run(takeLine);
+  endLogcat();
+  return nullptr;
+}
+
+void startLogcatThread(StatsCollector& collector) {
+  const BlockWorkerSignals blocked;
+  const int rc = pthread_create(&collector.logcatThreadId, nullptr, logcat_thread, nullptr);
+  if (rc != 0) {
+    collector.output("pthread_create(logcat) failed! rc= %d\n", rc);
+    endProcess(1);
+  }
+}
+
+void stopLogcatThread(StatsCollector& collector) {
+  // The thread is not stopped in the middle of an append.
+  pthread_mutex_lock(&gTraceMutex);
+  pthread_mutex_unlock(&gTraceMutex);
+  pthread_kill(collector.logcatThreadId, SIGUSR2);
+  pthread_join(collector.logcatThreadId, nullptr);
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,92 @@
+#include "trace/shell_command.h"
+
+#include <fcntl.h>
+#include <paths.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <thread>
+
+#include "trace/worker_signals.h"
+
+namespace tarnwick {
+
+namespace {
+
+// In the child, of a process with other threads: async-signal-safe calls alone.
+[[noreturn]] void becomeShell(const char* command, int output) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+  dup2(output, STDOUT_FILENO);
+  execl(_PATH_BSHELL, "sh", "-c", command, nullptr);
+  _exit(127);
+}
+
+}  // namespace
+
+ShellCommand::ShellCommand(const char* command) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    return;
+  }
+  // The shell becomes the command, so that a signal to the child reaches the command itself.
+  const std::string line = std::string("exec ") + command;
+  pid_ = fork();
+  if (pid_ == 0) {
+    becomeShell(line.c_str(), ends[1]);
+  }
+  close(ends[1]);
+  if (pid_ < 0) {
+    close(ends[0]);
+    return;
+  }
+  fd_ = ends[0];
+}
+
+ShellCommand::~ShellCommand() {
+  if (fd_ >= 0) {
+    close(fd_);
+  }
+  if (pid_ > 0 && !hasEnded()) {
+    kill(pid_, SIGKILL);
+    while (waitpid(pid_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
+}
+
+bool ShellCommand::hasEnded() {
+  if (pid_ > 0 && waitpid(pid_, nullptr, WNOHANG) != 0) {
+    pid_ = -1;
+  }
+  return pid_ <= 0;
+}
+
+// `sleep` sleeps for a step, and says whether to go on.
+template <typename Sleep>
+void ShellCommand::waitWith(Sleep sleep, std::chrono::milliseconds patience) {
+  constexpr std::chrono::milliseconds kStep{5};
+  for (; !hasEnded() && patience >= kStep && sleep(kStep); patience -= kStep) {
+  }
+}
+
+void ShellCommand::wait(std::chrono::milliseconds patience) {
+  waitWith(
+      [](std::chrono::milliseconds step) {
+        std::this_thread::sleep_for(step);
+        return true;
+      },
+      patience);
+}
+
+void ShellCommand::waitOrStop(std::chrono::milliseconds patience) {
+  waitWith([](std::chrono::milliseconds step) { return workerWait(-1, step) != WorkerWait::kStop; },
+           patience);
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+
+namespace tarnwick {
+
+// A command that the shell runs as a child, its standard output on a pipe. Not popen(3) and
+// system(3): those wait for the child without a way out, and system changes the whole process's
+// signals meanwhile. The child dies with the thread that started it.
+class ShellCommand {
+ public:
+  // Check fd() for whether it could be started.
+  explicit ShellCommand(const char* command);
+
+  // Ends the child if it still runs, and collects it.
+  ~ShellCommand();
+  ShellCommand(const ShellCommand&) = delete;
+  ShellCommand& operator=(const ShellCommand&) = delete;
+
+  // Where its output is read; -1 when it could not be started.
+  int fd() const { return fd_; }
+
+  // Waits until the child has ended, at most so long.
+  void wait(std::chrono::milliseconds patience);
+
+  // The same, or until the calling worker is told to stop.
+  void waitOrStop(std::chrono::milliseconds patience);
+
+ private:
+  template <typename Sleep>
+  void waitWith(Sleep sleep, std::chrono::milliseconds patience);
+  bool hasEnded();
+
+  int fd_ = -1;
+  pid_t pid_ = -1;
+};
+
+}  // namespace tarnwick

@@ -1,0 +1,69 @@
+#include "trace/task_names.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "trace/lock.h"
+#include "trace/trace_file.h"
+#include "trace/trace_state.h"
+
+namespace tarnwick {
+
+int32_t tgidOf(int32_t tid) {
+  const auto known = gTidToTgid.find(tid);
+  if (known != gTidToTgid.end()) {
+    return known->second;
+  }
+  std::array<char, 40> path;
+  snprintf(path.data(), path.size(), "/proc/%d/status", tid);
+  const std::unique_ptr<FILE, int (*)(FILE*)> status(fopen(path.data(), "re"), fclose);
+  if (status == nullptr) {
+    return -1;
+  }
+  std::array<char, 80> line;
+  while (fgets(line.data(), line.size(), status.get()) != nullptr) {
+    const std::string_view text(line.data());
+    if (text.starts_with("Tgid:")) {
+      int32_t tgid = -1;
+      sscanf(line.data(), "Tgid:\t%d", &tgid);  // NOLINT(cert-err34-c): -1 when there is no number
+      gTidToTgid[tid] = tgid;
+      return tgid;
+    }
+  }
+  return -1;
+}
+
+std::string tgidName(int32_t tgid) {
+  const auto known = gTgidNames.find(tgid);
+  if (known != gTgidNames.end()) {
+    return known->second;
+  }
+  std::array<char, 40> path;
+  snprintf(path.data(), path.size(), "/proc/%d/comm", tgid);
+  const int fd = open(path.data(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return {};
+  }
+  std::array<char, 128> text{};
+  const ssize_t got = read(fd, text.data(), text.size());
+  close(fd);
+  if (got == 0) {
+    return {};
+  }
+  std::string name(text.data(), strnlen(text.data(), text.size()));
+  if (!name.empty()) {
+    name.pop_back();  // the newline
+  }
+  if (name != kReinitialized) {
+    const Lock lock(gTgidNamesMutex);
+    gTgidNames[tgid] = name;
+  }
+  return name;
+}
+
+}  // namespace tarnwick

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tarnwick {
+
+// Who a thread of the trace belongs to, looked up in /proc once in a measurement and kept in
+// gTidToTgid and gTgidNames. Pipe thread only.
+
+// The process id of a thread: the "Tgid:" line of /proc/TID/status. -1, which is not kept, when the
+// thread has gone or the file has no such line.
+int32_t tgidOf(int32_t tid);
+
+// The name of a process: /proc/TGID/comm without its newline. Empty, and not kept, when the process
+// has gone; a file that opens and cannot be read gives an empty name that is kept. The placeholder
+// "re-initialized>" is returned but not kept, since the process is about to be named.
+std::string tgidName(int32_t tgid);
+
+}  // namespace tarnwick

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+
+namespace tarnwick {
+
+class StatsCollector;
+
+// Switches the kernel's event tracing on around one measurement, and runs the threads that consume
+// it.
+//
+//   startTracing(collector);  // last step of the before snapshot
+//   stopTracing(collector);   // last step of the after snapshot; returns when the threads have
+//   ended
+//
+// The values that the tracing files had before are neither looked at nor put back. A file that is
+// missing or cannot be written ends the process with a message and status 1; what was written
+// before stays. See the kernel's Documentation/trace/ftrace.rst.
+
+// Starts the threads, so that a reader is there when the first event arrives, and then switches on
+// what the collector's flags ask for.
+void startTracing(StatsCollector& collector);
+
+// Switches everything off, whichever flag is set, and ends the log thread, then the pipe thread.
+// Does nothing when neither flag is set.
+void stopTracing(StatsCollector& collector);
+
+// Where the tracing files are: "/sys/kernel/debug/tracing", or "/sys/kernel/tracing" where only
+// that one holds a mounted tracefs, as on devices whose kernel has no debugfs any more.
+std::string tracingDirectory();
+
+}  // namespace tarnwick

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <string>
+
+#include "trace/name_table.h"
+#include "trace/trace_record.h"
+
+namespace tarnwick {
+
+// The name that a process has between its fork and its own naming of itself.
+inline constexpr const char* kReinitialized = "re-initialized>";
+
+// What the names of a trace file are taken from: the process names that were resolved during the
+// measurement, the last name of each thread, and what the ids of the records stand for.
+struct TraceNames {
+  std::map<int32_t, std::string>& tgidNames;
+  std::map<int32_t, NameTable::Id>& tidNames;
+  const NameTable& names;
+  const NameTable& kpiNames;
+};
+
+// Writes a line for each record, in their order:
+//
+//   time=35.993756 tag=r duration=110816 cpu=1 tgid=240 tgid_name=cat tid=240 tid_name=cat name=cat
+//
+// A process that was about to be named when its event came has the name that it got later, or none.
+// The main thread's run time is named after its process. The thread's name is the last one that the
+// trace gave it. Ids that the maps lack are added to them with an empty name.
+void writeTraceRecords(const TraceRecordList& records, TraceNames names, FILE* out);
+
+}  // namespace tarnwick

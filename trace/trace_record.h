@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "trace/name_table.h"
+
+namespace tarnwick {
+
+// What a line of the trace file stands for. Its tag is "r" for run time and "nr" for the rest.
+enum class TraceRecordKind : uint32_t {
+  kWait,     // on a run queue; named "wait"
+  kIoWait,   // asleep until a block device answered; named "iowait"
+  kRuntime,  // on a CPU; named after the thread
+  kKpi,      // a timing line of the platform's log; named after its tag
+};
+
+// One event of a thread on the trace's time axis. Small, since a long trace has millions: names are
+// ids, the kind and the duration share a word, and two fields of the file follow from others:
+//   - a thread's name as the file has it is the last one that the trace gave it,
+//   - a KPI record has the process id 0, and "kpi" for the names of its process and thread.
+struct TraceRecord {
+  static constexpr int64_t kLongestDuration = 300000000;  // nanoseconds; longer events are left out
+
+  double time = 0;             // seconds
+  uint32_t duration : 29 = 0;  // nanoseconds, up to kLongestDuration
+  TraceRecordKind kind : 3 = TraceRecordKind::kWait;
+  int32_t cpu = 0;
+  int32_t tgid = 0;            // process id
+  int32_t tid = 0;             // thread id
+  NameTable::Id tgidName = 0;  // the process's name
+  NameTable::Id name = 0;      // the thread's name at the time, or a KPI record's tag
+};
+static_assert(sizeof(TraceRecord) == 32);
+
+// The records in the order of their appending. It grows without moving what is in it.
+class TraceRecordList {
+ public:
+  void append(const TraceRecord& record);
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+
+  // Frees the records.
+  void clear();
+
+  // Calls `visit` with each record.
+  template <typename Visit>
+  void forEach(Visit visit) const {
+    for (size_t i = 0; i < size_; ++i) {
+      visit(chunks_[i / kChunkRecords][i % kChunkRecords]);
+    }
+  }
+
+ private:
+  static constexpr size_t kChunkRecords = 8192;
+
+  std::vector<std::unique_ptr<TraceRecord[]>> chunks_;
+  size_t size_ = 0;
+};
+
+}  // namespace tarnwick

@@ -1,0 +1,21 @@
+#include "trace/trace_state.h"
+
+namespace tarnwick {
+
+// NOLINTBEGIN(cert-err58-cpp): without memory at its start the process may well end
+TraceRecordList& gTraceRecords = *new TraceRecordList;
+pthread_mutex_t gTraceMutex = PTHREAD_MUTEX_INITIALIZER;
+std::map<int32_t, int32_t>& gTidToTgid = *new std::map<int32_t, int32_t>;
+std::map<int32_t, std::string>& gTgidNames = *new std::map<int32_t, std::string>;
+std::map<int32_t, NameTable::Id>& gTidNames = *new std::map<int32_t, NameTable::Id>;
+NameTable& gTraceNames = *new NameTable;
+pthread_mutex_t gTgidNamesMutex = PTHREAD_MUTEX_INITIALIZER;
+NameTable& gKpiNames = *new NameTable;
+PageCacheCounts& gPageCacheCounts = *new PageCacheCounts;
+// NOLINTEND(cert-err58-cpp)
+bool gTraceSched = false;
+bool gTracePageCache = false;
+bool gFirstTraceSeen = false;
+bool gKpiPidFound = false;
+
+}  // namespace tarnwick

@@ -1,0 +1,75 @@
+#include "trace/worker_signals.h"
+
+#include <poll.h>
+#include <pthread.h>
+
+#include <csignal>
+
+namespace tarnwick {
+
+namespace {
+
+// Each worker has its own: the handler runs on the thread that the stop was sent to.
+thread_local volatile sig_atomic_t gStopSeen = 0;
+
+sigset_t setOf(int signo) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, signo);
+  return set;
+}
+
+}  // namespace
+
+BlockWorkerSignals::BlockWorkerSignals() {
+  const sigset_t stop = setOf(SIGUSR2);
+  sigset_t before;
+  pthread_sigmask(SIG_BLOCK, &stop, &before);
+  wasBlocked_ = sigismember(&before, SIGUSR2) == 1;
+}
+
+BlockWorkerSignals::~BlockWorkerSignals() {
+  if (!wasBlocked_) {
+    const sigset_t stop = setOf(SIGUSR2);
+    pthread_sigmask(SIG_UNBLOCK, &stop, nullptr);
+  }
+}
+
+void installWorkerHandler(void (*handler)(int)) {
+  const sigset_t mains = setOf(SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &mains, nullptr);
+  struct sigaction action {};
+  sigemptyset(&action.sa_mask);
+  action.sa_handler = handler;
+  sigaction(SIGUSR2, &action, nullptr);
+}
+
+void noteStop() {
+  gStopSeen = 1;
+}
+
+bool stopRequested() {
+  return gStopSeen != 0;
+}
+
+WorkerWait workerWait(int fd, std::optional<std::chrono::milliseconds> timeout) {
+  if (stopRequested()) {
+    return WorkerWait::kStop;
+  }
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  sigdelset(&mask, SIGUSR2);
+  timespec left{};
+  if (timeout) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*timeout);
+    left = {seconds.count(), std::chrono::nanoseconds(*timeout - seconds).count()};
+  }
+  pollfd input = {fd, POLLIN, 0};
+  const int ready = ppoll(&input, fd < 0 ? 0 : 1, timeout ? &left : nullptr, &mask);
+  if (stopRequested()) {
+    return WorkerWait::kStop;
+  }
+  return ready > 0 ? WorkerWait::kReadable : WorkerWait::kTimeout;
+}
+
+}  // namespace tarnwick
