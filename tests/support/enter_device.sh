@@ -2,8 +2,8 @@
 # enter_device.sh DEVICE COMMAND [ARGUMENT]...
 #
 # Runs a command in a mount namespace of its own, in which /proc, /sys and /data are the folders of that
-# name in DEVICE and everything else is this machine's. The real /proc stays reachable as /.kernel-proc,
-# and /proc/self leads there: sanitizers need their own memory map. No step forks behind the command's
+# name in DEVICE and everything else is this machine's. The real /proc and /sys stay reachable as
+# /.kernel-proc and /.kernel-sys, and /proc/self leads there: sanitizers need their own memory map. No step forks behind the command's
 # back, so the command keeps the process id that the caller was given.
 set -eu
 device=$1
@@ -40,8 +40,9 @@ for entry in /*; do
     mount --rbind "$entry" "$root$entry"
   fi
 done
-mkdir "$root/.kernel-proc" "$root/proc" "$root/sys" "$root/data"
+mkdir "$root/.kernel-proc" "$root/.kernel-sys" "$root/proc" "$root/sys" "$root/data"
 mount --rbind /proc "$root/.kernel-proc"
+mount --rbind /sys "$root/.kernel-sys"
 for folder in proc sys data; do
   mount --bind "$device/$folder" "$root/$folder"
 done

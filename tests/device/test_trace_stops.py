@@ -1,0 +1,70 @@
+"""Five hundred stops of tracing: none hangs, and none loses a line that was in the pipe before it."""
+
+import os
+import threading
+
+from test_trace import TraceTest, sched
+
+STOPS = 125
+
+
+class Stops(TraceTest):
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
+
+    def stop_often(self, before_stop=lambda: None, check=lambda round_: None, after=lambda: None):
+        with self.start("--sig", "--systrace") as program:
+            for round_ in range(STOPS):
+                program.toggle()
+                self.wait_until_reading(program)
+                before_stop()
+                program.toggle()
+                check(round_)
+                after()
+            program.interrupt()
+
+    def test_writer_that_never_pauses(self):
+        stop = threading.Event()
+        line = sched("wait", 7, "p", 5).encode()
+
+        def write():
+            while not stop.is_set():
+                try:
+                    os.write(writer, line * 40)
+                except BlockingIOError:
+                    pass
+        writer = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"),
+                         os.O_WRONLY | os.O_NONBLOCK)
+        thread = threading.Thread(target=write)
+        thread.start()
+        try:
+            self.stop_often()
+        finally:
+            stop.set()
+            thread.join()
+            os.close(writer)
+
+    def test_silent_writer(self):
+        self.stop_often(check=lambda round_: self.assertEqual(self.records(), "", round_))
+
+    def test_writer_that_has_closed_the_pipe(self):
+        # The last line has no newline, and counts: the stream has ended behind it.
+        def write_and_close():
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(20)))
+            self.send(sched("wait", 7, "p", 77).split(" [ns]")[0])
+            self.close_pipe()
+
+        def reopen():
+            self.pipe = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"), os.O_RDWR)
+        self.stop_often(
+            write_and_close,
+            lambda round_: self.assertEqual(len(self.records().splitlines()), 21, round_), reopen)
+
+    def test_writer_that_stops_in_the_middle_of_a_line(self):
+        def write():
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(20)))
+            self.send(sched("wait", 7, "p", 123456789).split("456789")[0])
+        self.stop_often(
+            write, lambda round_: self.assertEqual(len(self.records().splitlines()), 20, round_),
+            lambda: self.assertEqual(self.unread(), 0))

@@ -1,0 +1,92 @@
+"""Page-cache tracing on this machine's kernel.
+
+The kernel's own tracing files are used, through links: those events that it may lack, and which a stop
+switches off all the same, are ordinary files. /proc and /sys are the kernel's otherwise, /data is ours.
+"""
+
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+sys.path.insert(0, os.path.join(TESTS, "support"))
+sys.path.insert(0, os.path.join(TESTS, "device"))
+
+from harness import Device  # noqa: E402
+
+PAGES = 300
+CONTROLS = ["tracing_on", "trace_clock", "buffer_size_kb", "options/overwrite",
+            "events/filemap/mm_filemap_add_to_page_cache/enable",
+            "events/filemap/mm_filemap_delete_from_page_cache/enable"]
+MISSING = [f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait", "runtime")]
+
+# Inside the device: the kernel's /proc and /sys, with our links in place of its tracing folder.
+BECOME = """
+mount --rbind /.kernel-proc /proc && mount --rbind /.kernel-sys /sys &&
+mount -t tmpfs tmpfs /sys/kernel/debug && mkdir /sys/kernel/debug/tracing &&
+mount --bind "$0" /sys/kernel/debug/tracing && exec "$@"
+"""
+
+
+@unittest.skipUnless(os.geteuid() == 0, "tracing needs root")
+class RealTracefs(unittest.TestCase):
+    def setUp(self):
+        self.tracefs = tempfile.mkdtemp()
+        self.addCleanup(os.rmdir, self.tracefs)
+        if subprocess.run(["mount", "-t", "tracefs", "tracefs", self.tracefs],
+                          stderr=subprocess.DEVNULL).returncode != 0:
+            self.skipTest("no tracefs here")
+        self.addCleanup(subprocess.run, ["umount", self.tracefs], check=True)
+        if not os.path.exists(f"{self.tracefs}/{CONTROLS[-1]}"):
+            self.skipTest("this kernel has no page-cache events")
+        for control in CONTROLS:
+            self.addCleanup(self.write, control, self.setting(control))
+        self.device = Device()
+        self.addCleanup(self.device.close)
+        self.links = tempfile.TemporaryDirectory()
+        self.addCleanup(self.links.cleanup)
+        for control in [*CONTROLS, "trace_pipe"]:
+            self.link(control)
+        for control in MISSING:
+            path = os.path.join(self.links.name, control)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            open(path, "w").close()
+
+    def link(self, control):
+        path = os.path.join(self.links.name, control)
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        os.symlink(os.path.join(self.tracefs, control), path)
+
+    def setting(self, control):
+        with open(f"{self.tracefs}/{control}") as text:
+            value = text.read().strip()
+        chosen = re.search(r"\[(.*?)\]", value) or re.search(r"expanded: (\d+)", value)
+        return chosen[1] if chosen else value
+
+    def write(self, control, value):
+        with open(f"{self.tracefs}/{control}", "w") as text:
+            text.write(value)
+
+    def test_file_that_is_read_shows_by_name_with_its_pages(self):
+        with tempfile.NamedTemporaryFile(dir="/var/tmp") as file:
+            file.write(os.urandom(PAGES * 4096))
+            file.flush()
+            os.fsync(file.fileno())
+            os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+            # Page by page: else the kernel would read several at once, which is one event.
+            os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_RANDOM)
+            status = os.fstat(file.fileno())
+            self.device.write("/data/inode.txt",
+                              f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} "
+                              f"{file.name}\n")
+            with self.device.start("--stdout", "--enter", "--block-dump", "--no-proc-cpu",
+                                   prefix=["sh", "-c", BECOME, self.links.name]) as program:
+                program.wait_until_waiting()
+                for page in range(PAGES):
+                    os.pread(file.fileno(), 1, page * 4096)
+                program.type("\n")
+                output = program.finish()
+            self.assertIn(f"add={PAGES} del=0 file={file.name}\n", output)
