@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -152,9 +153,10 @@ class StatsCollector final : public ReportSink {
   // Which file an inode is, for the page-cache lines.
   InodePaths inodePaths;
 
-  // The worker threads of tracing, while they run.
-  pthread_t pipeThreadId{};
-  pthread_t logcatThreadId{};
+  // The worker threads of tracing, while they run. A measurement can be ended twice, by a signal
+  // and by the run mode, but a thread is joined once.
+  std::optional<pthread_t> pipeThreadId;
+  std::optional<pthread_t> logcatThreadId;
 
   // What /proc/stat is read into, kept because its size grows with the machine.
   std::vector<char> statText;

@@ -82,7 +82,7 @@ class Walk {
       return;
     }
     struct stat status {};
-    if (fstatat(directoryFd, name, &status, 0) != 0) {
+    if (fstatat(directoryFd, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
       return;
     }
     const char* const shown = path == kUnfinishedPath ? kCachePath : path.data();
@@ -120,7 +120,8 @@ bool buildCache(StatsCollector& collector) {
     return false;
   }
   walkDirectory(collector, "/", 0, out);
-  const bool written = ferror(out) == 0;
+  // On the disk before it has its name: a cache that a crash cut short would be trusted for ever.
+  const bool written = fflush(out) == 0 && ferror(out) == 0 && fsync(fileno(out)) == 0;
   if (fclose(out) == 0 && written && rename(kUnfinishedPath, kCachePath) == 0) {
     return true;
   }

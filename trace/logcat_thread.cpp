@@ -110,19 +110,24 @@ void* logcat_thread(void* /*unused*/) {
 
 void startLogcatThread(StatsCollector& collector) {
   const BlockWorkerSignals blocked;
-  const int rc = pthread_create(&collector.logcatThreadId, nullptr, logcat_thread, nullptr);
+  pthread_t thread{};
+  const int rc = pthread_create(&thread, nullptr, logcat_thread, nullptr);
   if (rc != 0) {
     collector.output("pthread_create(logcat) failed! rc= %d\n", rc);
     endProcess(1);
   }
+  collector.logcatThreadId = thread;
 }
 
 void stopLogcatThread(StatsCollector& collector) {
   // The thread is not stopped in the middle of an append.
   pthread_mutex_lock(&gTraceMutex);
   pthread_mutex_unlock(&gTraceMutex);
-  pthread_kill(collector.logcatThreadId, SIGUSR2);
-  pthread_join(collector.logcatThreadId, nullptr);
+  if (collector.logcatThreadId) {
+    pthread_kill(*collector.logcatThreadId, SIGUSR2);
+    pthread_join(*collector.logcatThreadId, nullptr);
+    collector.logcatThreadId.reset();
+  }
 }
 
 }  // namespace tarnwick

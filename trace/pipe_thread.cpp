@@ -156,16 +156,21 @@ void startPipeThread(StatsCollector& collector) {
   gTraceSched = collector.systrace;
   gTracePageCache = collector.blockDump;
   const BlockWorkerSignals blocked;
-  const int rc = pthread_create(&collector.pipeThreadId, nullptr, pipe_thread, nullptr);
+  pthread_t thread{};
+  const int rc = pthread_create(&thread, nullptr, pipe_thread, nullptr);
   if (rc != 0) {
     collector.output("pthread_create(pipe) failed! rc= %d\n", rc);
     endProcess(1);
   }
+  collector.pipeThreadId = thread;
 }
 
 void stopPipeThread(StatsCollector& collector) {
-  pthread_kill(collector.pipeThreadId, SIGUSR2);
-  pthread_join(collector.pipeThreadId, nullptr);
+  if (collector.pipeThreadId) {
+    pthread_kill(*collector.pipeThreadId, SIGUSR2);
+    pthread_join(*collector.pipeThreadId, nullptr);
+    collector.pipeThreadId.reset();
+  }
 }
 
 }  // namespace tarnwick

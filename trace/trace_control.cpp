@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <span>
 
 #include "collector/stats_collector.h"
@@ -63,7 +64,7 @@ std::string tracingDirectory() {
   constexpr const char* kDebugfs = "/sys/kernel/debug/tracing";
   constexpr const char* kTracefs = "/sys/kernel/tracing";
   struct stat unused {};
-  const bool onlyTracefs = stat(kDebugfs, &unused) != 0 &&
+  const bool onlyTracefs = stat(kDebugfs, &unused) != 0 && errno == ENOENT &&
                            access((std::string(kTracefs) + "/trace_pipe").c_str(), F_OK) == 0;
   return onlyTracefs ? kTracefs : kDebugfs;
 }

@@ -4,6 +4,7 @@ import fcntl
 import os
 import re
 import shutil
+import signal
 import subprocess
 import tempfile
 import termios
@@ -353,6 +354,23 @@ class InodeCache(TraceTest):
     def test_cache_that_is_there_is_not_made_again(self):
         self.device.write("/data/inode.txt", "")
         self.assertEqual(self.cache(), [])
+
+
+class TwoStops(TraceTest):
+    """A measurement that a signal has ended is ended once more by the run mode."""
+
+    def test_signal_before_enter(self):
+        for option in ("--systrace", "--block-dump"):
+            with self.subTest(option), self.start("--enter", option) as program:
+                program.toggle()
+                program.type("\n")
+                self.assertEqual(program.finish().count("body_temp="), 2)
+
+    def test_signal_in_the_sleep(self):
+        with self.start("--iter=1", "--interval=3600", "--systrace") as program:
+            program.wait_until_waiting()
+            program.send(signal.SIGUSR1)
+            self.assertEqual(program.finish().count("body_temp="), 2)
 
 
 class Failures(TraceTest):
