@@ -12,7 +12,8 @@ std::string line(const std::string& rest) {
 }
 
 TEST(KpiLine, hasProcessTagAndTime) {
-  const auto kpi = parseKpiLine(line("I KPI-R2K-AT-1: 5000 ms\n"));
+  const std::string text = line("I KPI-R2K-AT-1: 5000 ms\n");
+  const auto kpi = parseKpiLine(text);
   ASSERT_TRUE(kpi);
   EXPECT_EQ(kpi->pid, 1234);
   EXPECT_EQ(kpi->tag, "KPI-R2K-AT-1");
@@ -26,8 +27,8 @@ TEST(KpiLine, componentEndsAtWhiteSpace) {
 }
 
 TEST(KpiLine, componentOfTheWholeBufferIsCut) {
-  const auto kpi = parseKpiLine(line("I KPI-R2K-AMS-1: 1 cmp=" + std::string(400, 'c')));
-  EXPECT_EQ(kpi->component, std::string(255, 'c'));
+  const std::string text = line("I KPI-R2K-AMS-1: 1 cmp=" + std::string(400, 'c'));
+  EXPECT_EQ(parseKpiLine(text)->component, std::string(255, 'c'));
 }
 
 TEST(KpiLine, longTagIsCut) {
