@@ -107,26 +107,25 @@ class Walk {
   Progress progress_;
 };
 
-// False, with nothing left behind, when the cache could not be written to the end.
-bool buildCache(StatsCollector& collector) {
+// Leaves nothing behind when the cache cannot be written to the end.
+void buildCache(StatsCollector& collector) {
   unlink(kUnfinishedPath);
   const int fd = open(kUnfinishedPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (fd < 0) {
-    return false;
+    return;
   }
   FILE* const out = fdopen(fd, "w");
   if (out == nullptr) {
     close(fd);
-    return false;
+    return;
   }
   walkDirectory(collector, "/", 0, out);
   // On the disk before it has its name: a cache that a crash cut short would be trusted for ever.
   const bool written = fflush(out) == 0 && ferror(out) == 0 && fsync(fileno(out)) == 0;
   if (fclose(out) == 0 && written && rename(kUnfinishedPath, kCachePath) == 0) {
-    return true;
+    return;
   }
   unlink(kUnfinishedPath);
-  return false;
 }
 
 }  // namespace

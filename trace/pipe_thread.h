@@ -6,13 +6,14 @@ class StatsCollector;
 
 // Starts the thread that reads trace_pipe during a measurement. With `--systrace` it makes records
 // of the scheduler events and at its end writes them, and those of the log thread, to
-// "/data/trace.txt"; with
-// `--block-dump` it counts page-cache events by file. When the thread cannot be created the process
-// ends with a message and status 1, as it does when the thread finds no trace_pipe.
+// "/data/trace.txt"; with `--block-dump` it counts page-cache events by file. When the thread
+// cannot be created the process ends with a message and status 1, as it does when the thread finds
+// no trace_pipe.
 void startPipeThread(StatsCollector& collector);
 
-// Stops the thread and returns when it has ended and its file is written. What was in the pipe when
-// the stop arrived is still taken.
+// Stops the thread and returns when it has ended and its file is written. What the pipe still holds
+// at the stop is taken, for two seconds at most; the kernel has by then discarded what was unread
+// when the trace clock was set back.
 void stopPipeThread(StatsCollector& collector);
 
 // The thread.

@@ -8,7 +8,8 @@ namespace tarnwick {
 
 // A command that the shell runs as a child, its standard output on a pipe. Not popen(3) and
 // system(3): those wait for the child without a way out, and system changes the whole process's
-// signals meanwhile. The child dies with the thread that started it.
+// signals meanwhile. The kernel is asked to end the child with
+// the thread that started it.
 class ShellCommand {
  public:
   // Check fd() for whether it could be started.

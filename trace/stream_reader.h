@@ -22,8 +22,9 @@ class StreamReader {
   // Switches the descriptor to non-blocking. It stays the caller's.
   StreamReader(int fd, std::chrono::milliseconds rest);
 
-  // Returns after the stop. The end of the stream only ends the reading. A last line without a
-  // newline counts when the stream has ended, not when it was stopped in the middle.
+  // Returns after the stop. The end of the stream only ends the reading: what the caller does next
+  // may need what other threads still do before their stop. A last line without a newline counts
+  // when the stream has ended, not when it was stopped in the middle.
   template <typename Visit>
   void run(Visit visit) {
     bool stop = false;

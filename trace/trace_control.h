@@ -10,8 +10,7 @@ class StatsCollector;
 // it.
 //
 //   startTracing(collector);  // last step of the before snapshot
-//   stopTracing(collector);   // last step of the after snapshot; returns when the threads have
-//   ended
+//   stopTracing(collector);   // last step of the after snapshot; waits for the threads to end
 //
 // The values that the tracing files had before are neither looked at nor put back. A file that is
 // missing or cannot be written ends the process with a message and status 1; what was written

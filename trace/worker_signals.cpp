@@ -12,6 +12,10 @@ namespace {
 // Each worker has its own: the handler runs on the thread that the stop was sent to.
 thread_local volatile sig_atomic_t gStopSeen = 0;
 
+bool stopRequested() {
+  return gStopSeen != 0;
+}
+
 sigset_t setOf(int signo) {
   sigset_t set;
   sigemptyset(&set);
@@ -46,10 +50,6 @@ void installWorkerHandler(void (*handler)(int)) {
 
 void noteStop() {
   gStopSeen = 1;
-}
-
-bool stopRequested() {
-  return gStopSeen != 0;
 }
 
 WorkerWait workerWait(int fd, std::optional<std::chrono::milliseconds> timeout) {

@@ -30,9 +30,6 @@ void installWorkerHandler(void (*handler)(int));
 // What a worker's handler does for SIGUSR2. Async-signal-safe.
 void noteStop();
 
-// Whether the calling worker has been told to stop.
-bool stopRequested();
-
 enum class WorkerWait { kReadable, kTimeout, kStop };
 
 // Sleeps in ppoll(2) until `fd` (-1: none) can be read or has ended, the time has run (none: for
