@@ -12,6 +12,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "collector/signal_set.h"
 #include "collector/stdout_section.h"
 
 namespace tarnwick {
@@ -22,13 +23,6 @@ volatile sig_atomic_t gSigusr1Seen = 0;
 volatile sig_atomic_t gInterruptThreadRuns = 0;
 sem_t gInterruptPosted;
 pthread_t gMainThread;
-
-sigset_t setOf(int signo) {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, signo);
-  return set;
-}
 
 extern "C" void exitNow(int /*signo*/) {
   _exit(0);

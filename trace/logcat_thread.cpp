@@ -25,8 +25,6 @@ constexpr const char* kLogcat =
     "KPI-R2K-AT-6 KPI-R2K-AMS-1 KPI-R2K-AMS-6 KPI-R2K-AMS-8 KPI-R2K-WMS-2 KPI-R2K-WMS-3 "
     "KPI-R2K-WMS-5 KPI-R2K-WMS-6";
 
-constexpr std::chrono::milliseconds kRest{15};
-
 // How long a helper may take to do its work before it is ended.
 constexpr std::chrono::milliseconds kPatience{2000};
 
@@ -87,7 +85,7 @@ void endLogcat() {
     printf("Killing logcat process %d\n", logcat);
     kill(logcat, SIGKILL);
   } else {
-    ShellCommand("busybox pkill logcat").wait(kPatience);
+    ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kPatience);
   }
 }
 
@@ -97,13 +95,15 @@ void* logcat_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "logcat_thread");
   installWorkerHandler(onLogcatThreadSignal);
   // Only what is logged during the measurement counts.
-  ShellCommand("logcat -c").waitOrStop(kPatience);
-  ShellCommand logcat(kLogcat);
+  ShellCommand("logcat -c", ShellCommand::Output::kInherited).waitOrStop(kPatience);
+  ShellCommand logcat(kLogcat, ShellCommand::Output::kPipe);
   if (logcat.fd() < 0) {
     puts("popen() failed!");
     endProcess(1);
   }
-  StreamReader(logcat.fd(), kRest).run(takeLine);
+  // A line can cost a search of all processes.
+  constexpr size_t kBlockSize = 4096;
+  StreamReader(logcat.fd(), kBlockSize).run(takeLine);
   endLogcat();
   return nullptr;
 }

@@ -7,15 +7,16 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 
 #include "collector/end_process.h"
 #include "collector/stats_collector.h"
+#include "trace/drain_request.h"
 #include "trace/lock.h"
 #include "trace/page_cache_event.h"
 #include "trace/sched_event.h"
 #include "trace/stream_reader.h"
 #include "trace/task_names.h"
-#include "trace/trace_control.h"
 #include "trace/trace_file.h"
 #include "trace/trace_state.h"
 
@@ -23,8 +24,9 @@ namespace tarnwick {
 
 namespace {
 
-// Long enough not to be traced for every event, short enough for the kernel's buffer of 8 MB a CPU.
-constexpr std::chrono::milliseconds kRest{15};
+// The request of the current measurement.
+std::unique_ptr<DrainRequest>& gDrainRequest =
+    *new std::unique_ptr<DrainRequest>;  // NOLINT(cert-err58-cpp)
 
 void onPipeThreadSignal(int signo) {
   if (signo == SIGUSR2) {
@@ -130,20 +132,23 @@ void* pipe_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "pipe_thread");
   // Not blocking: the pipe of a device that traces nothing must not keep the stop waiting.
   const int fd =
-      open((tracingDirectory() + "/trace_pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+      open((gTracingDirectory + "/trace_pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
     puts("fopen(trace_pipe) failed!");
     endProcess(1);
   }
   installWorkerHandler(onPipeThreadSignal);
-  StreamReader(fd, kRest).run([](std::string_view line) {
+  // The kernel gives less at a time.
+  constexpr size_t kBlockSize = size_t{64} * 1024;
+  const auto takeLine = [](std::string_view line) {
     if (gTraceSched) {
       takeSchedEvent(line);
     }
     if (gTracePageCache) {
       takePageCacheEvent(line);
     }
-  });
+  };
+  StreamReader(fd, kBlockSize).run(takeLine, gDrainRequest.get());
   close(fd);
   if (gTraceSched) {
     writeTraceFile();
@@ -155,6 +160,7 @@ void* pipe_thread(void* /*unused*/) {
 void startPipeThread(StatsCollector& collector) {
   gTraceSched = collector.systrace;
   gTracePageCache = collector.blockDump;
+  gDrainRequest = std::make_unique<DrainRequest>();
   const BlockWorkerSignals blocked;
   pthread_t thread{};
   const int rc = pthread_create(&thread, nullptr, pipe_thread, nullptr);
@@ -165,11 +171,19 @@ void startPipeThread(StatsCollector& collector) {
   collector.pipeThreadId = thread;
 }
 
+void drainPipeThread() {
+  constexpr std::chrono::milliseconds kPatience{2000};
+  if (gDrainRequest != nullptr) {
+    gDrainRequest->await(kPatience);
+  }
+}
+
 void stopPipeThread(StatsCollector& collector) {
   if (collector.pipeThreadId) {
     pthread_kill(*collector.pipeThreadId, SIGUSR2);
     pthread_join(*collector.pipeThreadId, nullptr);
     collector.pipeThreadId.reset();
+    gDrainRequest.reset();
   }
 }
 

@@ -11,9 +11,11 @@ class StatsCollector;
 // no trace_pipe.
 void startPipeThread(StatsCollector& collector);
 
+// Returns when the thread has taken what the pipe holds now, or after two seconds.
+void drainPipeThread();
+
 // Stops the thread and returns when it has ended and its file is written. What the pipe still holds
-// at the stop is taken, for two seconds at most; the kernel has by then discarded what was unread
-// when the trace clock was set back.
+// at the stop is taken, for two seconds at most.
 void stopPipeThread(StatsCollector& collector);
 
 // The thread.

@@ -18,35 +18,46 @@ namespace tarnwick {
 namespace {
 
 // In the child, of a process with other threads: async-signal-safe calls alone.
-[[noreturn]] void becomeShell(const char* command, int output) {
+[[noreturn]] void becomeShell(const char* command, int output, pid_t parent) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // The parent may have ended before that.
+  if (getppid() != parent) {
+    _exit(127);
+  }
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  dup2(output, STDOUT_FILENO);
+  if (output == STDOUT_FILENO) {
+    fcntl(output, F_SETFD, 0);
+  } else if (output >= 0) {
+    dup2(output, STDOUT_FILENO);
+  }
   execl(_PATH_BSHELL, "sh", "-c", command, nullptr);
   _exit(127);
 }
 
 }  // namespace
 
-ShellCommand::ShellCommand(const char* command) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+ShellCommand::ShellCommand(const char* command, Output output) {
+  int ends[2] = {-1, -1};
+  if (output == Output::kPipe && pipe2(ends, O_CLOEXEC) != 0) {
     return;
   }
   // The shell becomes the command, so that a signal to the child reaches the command itself.
   const std::string line = std::string("exec ") + command;
+  const pid_t parent = getpid();
   pid_ = fork();
   if (pid_ == 0) {
-    becomeShell(line.c_str(), ends[1]);
+    becomeShell(line.c_str(), ends[1], parent);
   }
-  close(ends[1]);
-  if (pid_ < 0) {
-    close(ends[0]);
-    return;
+  if (output == Output::kPipe) {
+    close(ends[1]);
+    fd_ = ends[0];
   }
-  fd_ = ends[0];
+  if (pid_ < 0 && fd_ >= 0) {
+    close(fd_);
+    fd_ = -1;
+  }
 }
 
 ShellCommand::~ShellCommand() {
@@ -85,7 +96,7 @@ void ShellCommand::wait(std::chrono::milliseconds patience) {
 }
 
 void ShellCommand::waitOrStop(std::chrono::milliseconds patience) {
-  waitWith([](std::chrono::milliseconds step) { return workerWait(-1, step) != WorkerWait::kStop; },
+  waitWith([](std::chrono::milliseconds step) { return workerWait({}, step) != WorkerWait::kStop; },
            patience);
 }
 

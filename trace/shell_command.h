@@ -6,21 +6,22 @@
 
 namespace tarnwick {
 
-// A command that the shell runs as a child, its standard output on a pipe. Not popen(3) and
-// system(3): those wait for the child without a way out, and system changes the whole process's
-// signals meanwhile. The kernel is asked to end the child with
-// the thread that started it.
+// A command that the shell runs as a child. Not popen(3) and system(3): those wait for the child
+// without a way out, and system changes the whole process's signals meanwhile. The kernel is asked
+// to end the child with the thread that started it.
 class ShellCommand {
  public:
-  // Check fd() for whether it could be started.
-  explicit ShellCommand(const char* command);
+  // Where the command's standard output goes: to fd(), or where this process's does.
+  enum class Output { kPipe, kInherited };
+
+  ShellCommand(const char* command, Output output);
 
   // Ends the child if it still runs, and collects it.
   ~ShellCommand();
   ShellCommand(const ShellCommand&) = delete;
   ShellCommand& operator=(const ShellCommand&) = delete;
 
-  // Where its output is read; -1 when it could not be started.
+  // Where its output is read; -1 when it goes elsewhere or the command could not be started.
   int fd() const { return fd_; }
 
   // Waits until the child has ended, at most so long.

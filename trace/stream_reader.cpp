@@ -11,22 +11,28 @@
 
 namespace tarnwick {
 
-StreamReader::StreamReader(int fd, std::chrono::milliseconds rest) : fd_(fd), rest_(rest) {
+StreamReader::StreamReader(int fd, size_t blockSize) : fd_(fd), block_(blockSize) {
   fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
 }
 
-void StreamReader::startDrain(bool last) {
-  constexpr std::chrono::seconds kPatience{2};
-  constexpr size_t kDrainBytes = size_t{4} << 20;
-  lastDrain_ = last;
-  drainBytes_ = last ? std::numeric_limits<size_t>::max() : kDrainBytes;
-  if (last) {
-    drainEnd_ = std::chrono::steady_clock::now() + kPatience;
-    int waiting = 0;
-    // A pipe knows; the kernel's trace does not.
-    if (ioctl(fd_, FIONREAD, &waiting) == 0) {
-      drainBytes_ = static_cast<size_t>(std::max(waiting, 0));
-    }
+std::chrono::milliseconds StreamReader::rest() const {
+  // Long enough not to be traced for every event, short enough for the kernel's buffer of 8 MB a
+  // CPU.
+  constexpr std::chrono::milliseconds kRest{15};
+  return leftSomething_ ? std::chrono::milliseconds::zero() : kRest;
+}
+
+void StreamReader::startDrain(bool thorough) {
+  constexpr std::chrono::milliseconds kShortly{100};
+  constexpr std::chrono::milliseconds kPatience{2000};
+  thorough_ = thorough;
+  leftSomething_ = false;
+  drainBytes_ = std::numeric_limits<size_t>::max();
+  drainEnd_ = Clock::now() + (thorough ? kPatience : kShortly);
+  int waiting = 0;
+  // A pipe knows; the kernel's trace does not.
+  if (thorough && ioctl(fd_, FIONREAD, &waiting) == 0) {
+    drainBytes_ = static_cast<size_t>(std::max(waiting, 0));
   }
 }
 
@@ -38,14 +44,15 @@ bool StreamReader::hungUp() const {
 
 std::string_view StreamReader::next() {
   for (;;) {
-    if (drainBytes_ == 0 || (lastDrain_ && std::chrono::steady_clock::now() > drainEnd_)) {
-      ended_ = lastDrain_ && hungUp();
+    if (drainBytes_ == 0 || Clock::now() > drainEnd_) {
+      leftSomething_ = true;
+      ended_ = thorough_ && hungUp();
       return {};
     }
-    const ssize_t got = read(fd_, buffer_.data(), std::min(buffer_.size(), drainBytes_));
+    const ssize_t got = read(fd_, block_.data(), std::min(block_.size(), drainBytes_));
     if (got > 0) {
       drainBytes_ -= static_cast<size_t>(got);
-      return {buffer_.data(), static_cast<size_t>(got)};
+      return {block_.data(), static_cast<size_t>(got)};
     }
     if (got < 0 && errno == EINTR) {
       continue;

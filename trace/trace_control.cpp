@@ -4,33 +4,28 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <span>
 
 #include "collector/stats_collector.h"
 #include "trace/logcat_thread.h"
 #include "trace/pipe_thread.h"
+#include "trace/trace_state.h"
 
 namespace tarnwick {
 
 namespace {
 
-struct ControlWrite {
+struct StartWrite {
   const char* file;  // below the tracing directory
   const char* value;
+  bool StatsCollector::*onlyWith = nullptr;
 };
 
-constexpr ControlWrite kSchedEventsOn[] = {
-    {"events/sched/sched_stat_wait/enable", "1"},
-    {"events/sched/sched_stat_iowait/enable", "1"},
-    {"events/sched/sched_stat_runtime/enable", "1"},
-};
-
-constexpr ControlWrite kPageCacheEventsOn[] = {
-    {"events/filemap/mm_filemap_add_to_page_cache/enable", "1"},
-    {"events/filemap/mm_filemap_delete_from_page_cache/enable", "1"},
-};
-
-constexpr ControlWrite kTracingOn[] = {
+constexpr StartWrite kStart[] = {
+    {"events/sched/sched_stat_wait/enable", "1", &StatsCollector::systrace},
+    {"events/sched/sched_stat_iowait/enable", "1", &StatsCollector::systrace},
+    {"events/sched/sched_stat_runtime/enable", "1", &StatsCollector::systrace},
+    {"events/filemap/mm_filemap_add_to_page_cache/enable", "1", &StatsCollector::blockDump},
+    {"events/filemap/mm_filemap_delete_from_page_cache/enable", "1", &StatsCollector::blockDump},
     {"buffer_size_kb", "8192"},
     // One clock for all CPUs, or their events would come out of order.
     {"trace_clock", "global"},
@@ -38,8 +33,14 @@ constexpr ControlWrite kTracingOn[] = {
     {"tracing_on", "1"},
 };
 
+struct StopWrite {
+  const char* file;
+  const char* value;
+  bool discardsUnread = false;
+};
+
 // Also what this run never switched on: a run before it may have ended in the middle.
-constexpr ControlWrite kTracingOff[] = {
+constexpr StopWrite kStop[] = {
     {"tracing_on", "0"},
     {"options/overwrite", "0"},
     {"events/sched/sched_stat_wait/enable", "0"},
@@ -47,20 +48,15 @@ constexpr ControlWrite kTracingOff[] = {
     {"events/sched/sched_stat_runtime/enable", "0"},
     {"events/filemap/mm_filemap_delete_from_page_cache/enable", "0"},
     {"events/filemap/mm_filemap_add_to_page_cache/enable", "0"},
-    {"trace_clock", "local"},
-    {"buffer_size_kb", "1"},
+    {"trace_clock", "local", true},
+    {"buffer_size_kb", "1", true},
 };
 
-void writeAll(StatsCollector& collector, const std::string& directory,
-              std::span<const ControlWrite> writes) {
-  for (const ControlWrite& write : writes) {
-    collector.writeKernelFile((directory + '/' + write.file).c_str(), write.value);
-  }
+void writeControl(StatsCollector& collector, const char* file, const char* value) {
+  collector.writeKernelFile((gTracingDirectory + '/' + file).c_str(), value);
 }
 
-}  // namespace
-
-std::string tracingDirectory() {
+std::string findTracingDirectory() {
   constexpr const char* kDebugfs = "/sys/kernel/debug/tracing";
   constexpr const char* kTracefs = "/sys/kernel/tracing";
   struct stat unused {};
@@ -69,26 +65,33 @@ std::string tracingDirectory() {
   return onlyTracefs ? kTracefs : kDebugfs;
 }
 
+}  // namespace
+
 void startTracing(StatsCollector& collector) {
-  const std::string directory = tracingDirectory();
+  gTracingDirectory = findTracingDirectory();
   if (collector.systrace) {
     startLogcatThread(collector);
   }
   startPipeThread(collector);
-  if (collector.systrace) {
-    writeAll(collector, directory, kSchedEventsOn);
+  for (const StartWrite& write : kStart) {
+    if (write.onlyWith == nullptr || collector.*write.onlyWith) {
+      writeControl(collector, write.file, write.value);
+    }
   }
-  if (collector.blockDump) {
-    writeAll(collector, directory, kPageCacheEventsOn);
-  }
-  writeAll(collector, directory, kTracingOn);
 }
 
 void stopTracing(StatsCollector& collector) {
   if (!collector.systrace && !collector.blockDump) {
     return;
   }
-  writeAll(collector, tracingDirectory(), kTracingOff);
+  bool drained = false;
+  for (const StopWrite& write : kStop) {
+    if (write.discardsUnread && !drained) {
+      drainPipeThread();
+      drained = true;
+    }
+    writeControl(collector, write.file, write.value);
+  }
   if (collector.systrace) {
     stopLogcatThread(collector);
   }

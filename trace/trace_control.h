@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 namespace tarnwick {
 
 class StatsCollector;
@@ -14,18 +12,18 @@ class StatsCollector;
 //
 // The values that the tracing files had before are neither looked at nor put back. A file that is
 // missing or cannot be written ends the process with a message and status 1; what was written
-// before stays. See the kernel's Documentation/trace/ftrace.rst.
+// before stays. The files are below "/sys/kernel/debug/tracing", or "/sys/kernel/tracing" where
+// only that one holds a mounted tracefs, as on devices whose kernel has no debugfs any more. See
+// the kernel's Documentation/trace/ftrace.rst.
 
 // Starts the threads, so that a reader is there when the first event arrives, and then switches on
 // what the collector's flags ask for.
 void startTracing(StatsCollector& collector);
 
 // Switches everything off, whichever flag is set, and ends the log thread, then the pipe thread.
+// The kernel discards what is unread when the clock or the size of its buffer is set: before that,
+// waits until the pipe thread has taken what there was, for two seconds at most.
 // Does nothing when neither flag is set.
 void stopTracing(StatsCollector& collector);
-
-// Where the tracing files are: "/sys/kernel/debug/tracing", or "/sys/kernel/tracing" where only
-// that one holds a mounted tracefs, as on devices whose kernel has no debugfs any more.
-std::string tracingDirectory();
 
 }  // namespace tarnwick

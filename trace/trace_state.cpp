@@ -12,6 +12,7 @@ NameTable& gTraceNames = *new NameTable;
 pthread_mutex_t gTgidNamesMutex = PTHREAD_MUTEX_INITIALIZER;
 NameTable& gKpiNames = *new NameTable;
 PageCacheCounts& gPageCacheCounts = *new PageCacheCounts;
+std::string& gTracingDirectory = *new std::string;
 // NOLINTEND(cert-err58-cpp)
 bool gTraceSched = false;
 bool gTracePageCache = false;

@@ -36,6 +36,9 @@ extern NameTable& gKpiNames;
 // They add up over all measurements.
 extern PageCacheCounts& gPageCacheCounts;
 
+// Where the tracing files of this measurement are. Set before the threads start.
+extern std::string& gTracingDirectory;
+
 // Options of the collector, copied before the pipe thread starts.
 extern bool gTraceSched;
 extern bool gTracePageCache;

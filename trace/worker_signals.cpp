@@ -3,7 +3,10 @@
 #include <poll.h>
 #include <pthread.h>
 
+#include <array>
 #include <csignal>
+
+#include "collector/signal_set.h"
 
 namespace tarnwick {
 
@@ -14,13 +17,6 @@ thread_local volatile sig_atomic_t gStopSeen = 0;
 
 bool stopRequested() {
   return gStopSeen != 0;
-}
-
-sigset_t setOf(int signo) {
-  sigset_t set;
-  sigemptyset(&set);
-  sigaddset(&set, signo);
-  return set;
 }
 
 }  // namespace
@@ -52,7 +48,8 @@ void noteStop() {
   gStopSeen = 1;
 }
 
-WorkerWait workerWait(int fd, std::optional<std::chrono::milliseconds> timeout) {
+WorkerWait workerWait(std::initializer_list<int> fds,
+                      std::optional<std::chrono::milliseconds> timeout) {
   if (stopRequested()) {
     return WorkerWait::kStop;
   }
@@ -64,8 +61,12 @@ WorkerWait workerWait(int fd, std::optional<std::chrono::milliseconds> timeout) 
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(*timeout);
     left = {seconds.count(), std::chrono::nanoseconds(*timeout - seconds).count()};
   }
-  pollfd input = {fd, POLLIN, 0};
-  const int ready = ppoll(&input, fd < 0 ? 0 : 1, timeout ? &left : nullptr, &mask);
+  std::array<pollfd, 2> inputs{};
+  nfds_t count = 0;
+  for (const int fd : fds) {
+    inputs.at(count++) = {fd, POLLIN, 0};
+  }
+  const int ready = ppoll(inputs.data(), count, timeout ? &left : nullptr, &mask);
   if (stopRequested()) {
     return WorkerWait::kStop;
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <initializer_list>
 #include <optional>
 
 namespace tarnwick {
@@ -32,8 +33,9 @@ void noteStop();
 
 enum class WorkerWait { kReadable, kTimeout, kStop };
 
-// Sleeps in ppoll(2) until `fd` (-1: none) can be read or has ended, the time has run (none: for
-// good), or the stop arrives. Worker threads only.
-WorkerWait workerWait(int fd, std::optional<std::chrono::milliseconds> timeout);
+// Sleeps in ppoll(2) until one of the descriptors (two at most; -1 is none) can be read or has
+// ended, the time has run (none: for good), or the stop arrives. Worker threads only.
+WorkerWait workerWait(std::initializer_list<int> fds,
+                      std::optional<std::chrono::milliseconds> timeout);
 
 }  // namespace tarnwick

@@ -21,7 +21,7 @@ CONTROLS = [*SCHED, *FILEMAP, "buffer_size_kb", "trace_clock", "options/overwrit
 LOGCAT = """#!/bin/sh
 echo "$@" >> /data/logcat-calls
 [ "$1" = -c ] && exit 0
-echo $$ > /data/logcat-pid
+echo $$ > /data/logcat-pid.new && mv /data/logcat-pid.new /data/logcat-pid
 cat /data/log
 exec sleep 1000
 """
@@ -188,6 +188,32 @@ class Stop(TraceTest):
                     self.send(sched("wait", 7, "p", number + 1))
                 program.toggle()
                 self.assertEqual(len(self.records().splitlines()), 100, round_)
+            program.interrupt()
+
+    def test_lines_are_taken_before_the_writes_that_discard_them(self):
+        clock = self.device.path(f"{TRACING}/trace_clock")
+        os.remove(clock)
+        os.mkfifo(clock)
+
+        def pass_clock():
+            """Lets the program write the clock. Returns how much was unread when it opened it."""
+            with open(clock) as reader:
+                unread = self.unread()
+                reader.read()
+                return unread
+        self.task(7, 7, "p")
+        with self.start("--sig", "--systrace") as program:
+            for round_ in range(20):
+                program.wait_until_waiting()
+                program.send(signal.SIGUSR1)
+                pass_clock()
+                program.wait_until_waiting()
+                # The first of them sends the reader to its rest.
+                for number in range(100):
+                    self.send(sched("wait", 7, "p", number + 1))
+                program.send(signal.SIGUSR1)
+                self.assertEqual(pass_clock(), 0, round_)
+            program.wait_until_waiting()
             program.interrupt()
 
     def test_half_a_line_is_not_a_record(self):

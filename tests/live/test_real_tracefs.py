@@ -70,23 +70,51 @@ class RealTracefs(unittest.TestCase):
         with open(f"{self.tracefs}/{control}", "w") as text:
             text.write(value)
 
+    def new_file(self):
+        """A file of so many pages whose path the program knows."""
+        file = tempfile.NamedTemporaryFile(dir="/var/tmp")
+        self.addCleanup(file.close)
+        file.write(os.urandom(PAGES * 4096))
+        file.flush()
+        os.fsync(file.fileno())
+        # Page by page: else the kernel would read several at once, which is one event.
+        os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_RANDOM)
+        status = os.fstat(file.fileno())
+        self.device.write("/data/inode.txt",
+                          f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} "
+                          f"{file.name}\n")
+        return file
+
+    def drop(self, file):
+        os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
+
+    def read_pages(self, file):
+        for page in range(PAGES):
+            os.pread(file.fileno(), 1, page * 4096)
+
+    def start(self, *options):
+        return self.device.start("--stdout", "--block-dump", "--no-proc-cpu", *options,
+                                 prefix=["sh", "-c", BECOME, self.links.name])
+
     def test_file_that_is_read_shows_by_name_with_its_pages(self):
-        with tempfile.NamedTemporaryFile(dir="/var/tmp") as file:
-            file.write(os.urandom(PAGES * 4096))
-            file.flush()
-            os.fsync(file.fileno())
-            os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_DONTNEED)
-            # Page by page: else the kernel would read several at once, which is one event.
-            os.posix_fadvise(file.fileno(), 0, 0, os.POSIX_FADV_RANDOM)
-            status = os.fstat(file.fileno())
-            self.device.write("/data/inode.txt",
-                              f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} "
-                              f"{file.name}\n")
-            with self.device.start("--stdout", "--enter", "--block-dump", "--no-proc-cpu",
-                                   prefix=["sh", "-c", BECOME, self.links.name]) as program:
-                program.wait_until_waiting()
-                for page in range(PAGES):
-                    os.pread(file.fileno(), 1, page * 4096)
-                program.type("\n")
-                output = program.finish()
-            self.assertIn(f"add={PAGES} del=0 file={file.name}\n", output)
+        file = self.new_file()
+        self.drop(file)
+        with self.start("--enter") as program:
+            program.wait_until_waiting()
+            self.read_pages(file)
+            self.drop(file)
+            program.type("\n")
+            output = program.finish()
+        self.assertIn(f"add={PAGES} del={PAGES} file={file.name}\n", output)
+
+    def test_no_page_of_many_measurements_is_lost(self):
+        file = self.new_file()
+        rounds = 20
+        with self.start("--sig") as program:
+            for _ in range(rounds):
+                self.drop(file)
+                program.toggle()
+                self.read_pages(file)
+                program.toggle()
+            output = program.interrupt()
+        self.assertIn(f"add={rounds * PAGES} del=0 file={file.name}\n", output)

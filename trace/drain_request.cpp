@@ -1,0 +1,27 @@
+#include "trace/drain_request.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace tarnwick {
+
+DrainRequest::DrainRequest() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+DrainRequest::~DrainRequest() {
+  if (fd_ >= 0) {
+    close(fd_);
+  }
+}
+
+void DrainRequest::await(std::chrono::milliseconds patience) {
+  if (eventfd_write(fd_, 1) == 0) {
+    static_cast<void>(answers_.try_acquire_for(patience));
+  }
+}
+
+bool DrainRequest::take() {
+  eventfd_t requests = 0;
+  return eventfd_read(fd_, &requests) == 0;
+}
+
+}  // namespace tarnwick
