@@ -19,6 +19,7 @@ void DrainRequest::await(std::chrono::milliseconds patience) {
   }
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes what fd() stands for
 bool DrainRequest::take() {
   eventfd_t requests = 0;
   return eventfd_read(fd_, &requests) == 0;

@@ -7,7 +7,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <memory>
 
 #include "collector/end_process.h"
 #include "collector/stats_collector.h"
@@ -25,8 +24,7 @@ namespace tarnwick {
 namespace {
 
 // The request of the current measurement.
-std::unique_ptr<DrainRequest>& gDrainRequest =
-    *new std::unique_ptr<DrainRequest>;  // NOLINT(cert-err58-cpp)
+DrainRequest* gDrainRequest = nullptr;
 
 void onPipeThreadSignal(int signo) {
   if (signo == SIGUSR2) {
@@ -148,7 +146,7 @@ void* pipe_thread(void* /*unused*/) {
       takePageCacheEvent(line);
     }
   };
-  StreamReader(fd, kBlockSize).run(takeLine, gDrainRequest.get());
+  StreamReader(fd, kBlockSize).run(takeLine, gDrainRequest);
   close(fd);
   if (gTraceSched) {
     writeTraceFile();
@@ -160,7 +158,7 @@ void* pipe_thread(void* /*unused*/) {
 void startPipeThread(StatsCollector& collector) {
   gTraceSched = collector.systrace;
   gTracePageCache = collector.blockDump;
-  gDrainRequest = std::make_unique<DrainRequest>();
+  gDrainRequest = new DrainRequest;
   const BlockWorkerSignals blocked;
   pthread_t thread{};
   const int rc = pthread_create(&thread, nullptr, pipe_thread, nullptr);
@@ -183,7 +181,8 @@ void stopPipeThread(StatsCollector& collector) {
     pthread_kill(*collector.pipeThreadId, SIGUSR2);
     pthread_join(*collector.pipeThreadId, nullptr);
     collector.pipeThreadId.reset();
-    gDrainRequest.reset();
+    delete gDrainRequest;
+    gDrainRequest = nullptr;
   }
 }
 
