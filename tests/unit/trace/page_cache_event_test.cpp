@@ -9,13 +9,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/unit/support/odd_lines.h"
 #include "tests/unit/trace/trace_lines.h"
 
 namespace tarnwick {
 namespace {
-
-constexpr int kLines = 200000;
-constexpr const char* kNone = "none";
 
 std::string described(bool added, unsigned major, unsigned minor, uint64_t inode) {
   char text[80];
@@ -339,20 +337,7 @@ OddLines oddLines() {
 }
 
 TEST(PageCacheEvent, oddLinesReadAsSscanfReadsThem) {
-  OddLines lines = oddLines();
-  for (int i = 0; i < kLines; ++i) {
-    const std::string line = lines.next();
-    ASSERT_EQ(eventOf(line), sscanfEventOf(line)) << testing::PrintToString(line);
-  }
-}
-
-TEST(PageCacheEvent, oddLinesHoldManyEvents) {
-  OddLines lines = oddLines();
-  int events = 0;
-  for (int i = 0; i < kLines; ++i) {
-    events += sscanfEventOf(lines.next()) == kNone ? 0 : 1;
-  }
-  EXPECT_GT(events, kLines / 20);
+  expectSameReadings(oddLines(), eventOf, sscanfEventOf);
 }
 
 }  // namespace

@@ -10,13 +10,11 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/unit/support/odd_lines.h"
 #include "tests/unit/trace/trace_lines.h"
 
 namespace tarnwick {
 namespace {
-
-constexpr int kLines = 200000;
-constexpr const char* kNone = "none";
 
 // An event as one text; its time in hexadecimal, which is exact.
 std::string described(char kind, int32_t cpu, double time, int32_t tid, int64_t value,
@@ -462,20 +460,7 @@ OddLines oddLines() {
 }
 
 TEST(SchedEvent, oddLinesReadAsSscanfReadsThem) {
-  OddLines lines = oddLines();
-  for (int i = 0; i < kLines; ++i) {
-    const std::string line = lines.next();
-    ASSERT_EQ(eventOf(line), sscanfEventOf(line)) << testing::PrintToString(line);
-  }
-}
-
-TEST(SchedEvent, oddLinesHoldManyEvents) {
-  OddLines lines = oddLines();
-  int events = 0;
-  for (int i = 0; i < kLines; ++i) {
-    events += sscanfEventOf(lines.next()) == kNone ? 0 : 1;
-  }
-  EXPECT_GT(events, kLines / 20);
+  expectSameReadings(oddLines(), eventOf, sscanfEventOf);
 }
 
 }  // namespace
