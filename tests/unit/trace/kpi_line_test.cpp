@@ -2,13 +2,31 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstring>
 #include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/unit/support/odd_lines.h"
 
 namespace tarnwick {
 namespace {
 
 std::string line(const std::string& rest) {
   return "11-20 16:41:43.123  1234  1250 " + rest;
+}
+
+std::string described(int32_t pid, const std::string& tag, int64_t timeMs,
+                      const std::string& component) {
+  return "pid=" + std::to_string(pid) + " tag=" + tag + " time=" + std::to_string(timeMs) +
+         " cmp=" + component;
+}
+
+std::string kpiOf(std::string_view text) {
+  const std::optional<KpiLine> kpi = parseKpiLine(text);
+  return kpi ? described(kpi->pid, std::string(kpi->tag), kpi->timeMs, std::string(kpi->component))
+             : kNone;
 }
 
 TEST(KpiLine, hasProcessTagAndTime) {
@@ -31,8 +49,87 @@ TEST(KpiLine, componentOfTheWholeBufferIsCut) {
   EXPECT_EQ(parseKpiLine(text)->component, std::string(255, 'c'));
 }
 
-TEST(KpiLine, longTagIsCut) {
-  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-" + std::string(90, 't') + ": 1"))->tag.size(), 31U);
+TEST(KpiLine, componentOf255CharactersIsWhole) {
+  const std::string component(255, 'c');
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-AMS-1: 1 cmp=" + component))->component, component);
+}
+
+TEST(KpiLine, componentIsTheFirst) {
+  EXPECT_EQ(kpiOf(line("I KPI-R2K-AMS-1: 1 cmp=a/.A cmp=b/.B")),
+            described(1234, "KPI-R2K-AMS-1", 1, "a/.A"));
+}
+
+TEST(KpiLine, componentMayStandApart) {
+  EXPECT_EQ(kpiOf(line("I KPI-R2K-AMS-1: 1 cmp= a/.A")),
+            described(1234, "KPI-R2K-AMS-1", 1, "a/.A"));
+}
+
+TEST(KpiLine, componentThatIsMissingBehindItsNameIsEmpty) {
+  EXPECT_EQ(kpiOf(line("I KPI-R2K-AMS-1: 1 cmp=\n")), described(1234, "KPI-R2K-AMS-1", 1, ""));
+}
+
+TEST(KpiLine, tagOf31CharactersIsWhole) {
+  const std::string tag = "KPI-R2K-" + std::string(23, 't');
+  EXPECT_EQ(parseKpiLine(line("I " + tag + ": 1"))->tag, tag);
+}
+
+TEST(KpiLine, tagOf32CharactersIsCut) {
+  const std::string tag = "KPI-R2K-" + std::string(24, 't');
+  EXPECT_EQ(parseKpiLine(line("I " + tag + ": 1"))->tag, tag.substr(0, 31));
+}
+
+TEST(KpiLine, timeBehindACutTagIsRead) {
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-" + std::string(900, 't') + ": 7"))->timeMs, 7);
+}
+
+TEST(KpiLine, tagLosesItsLastCharacterWhateverItIs) {
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-AT-12 5000"))->tag, "KPI-R2K-AT-1");
+}
+
+TEST(KpiLine, tagOfOneCharacterIsEmpty) {
+  EXPECT_EQ(kpiOf(line("I : 5000 KPI-R2K-AT-1")), described(1234, "", 5000, ""));
+}
+
+TEST(KpiLine, tagIsTheWordBehindThePriority) {
+  EXPECT_EQ(kpiOf(line("I Activity: 5000 KPI-R2K-AT-1:")), described(1234, "Activity", 5000, ""));
+}
+
+TEST(KpiLine, tagWithABlankBeforeItsColonIsNone) {
+  EXPECT_EQ(kpiOf(line("I KPI-R2K-AT-1 : 5000")), kNone);
+}
+
+TEST(KpiLine, priorityMayTouchTheTag) {
+  EXPECT_EQ(kpiOf(line("IKPI-R2K-AT-1: 5000")), described(1234, "KPI-R2K-AT-1", 5000, ""));
+}
+
+TEST(KpiLine, priorityMayTouchTheThread) {
+  EXPECT_EQ(kpiOf("11-20 16:41:43.123 1234 1250I KPI-R2K-AT-1: 5000"),
+            described(1234, "KPI-R2K-AT-1", 5000, ""));
+}
+
+TEST(KpiLine, timeMayTouchItsUnit) {
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-AT-1: 5000ms"))->timeMs, 5000);
+}
+
+TEST(KpiLine, blanksInFrontArePassedOver) {
+  EXPECT_EQ(kpiOf(" \t\n " + line("I KPI-R2K-AT-1: 5000")),
+            described(1234, "KPI-R2K-AT-1", 5000, ""));
+}
+
+TEST(KpiLine, pidBeyond32BitsKeepsItsLowHalf) {
+  EXPECT_EQ(parseKpiLine("11-20 16:41 4294967303 1250 I KPI-R2K-AT-1: 1")->pid, 7);
+}
+
+TEST(KpiLine, pidBeyond64BitsIsMinusOne) {
+  EXPECT_EQ(parseKpiLine("11-20 16:41 99999999999999999999 1250 I KPI-R2K-AT-1: 1")->pid, -1);
+}
+
+TEST(KpiLine, timeBeyondTheRangeIsTheLargest) {
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-AT-1: 9223372036854775808"))->timeMs, INT64_MAX);
+}
+
+TEST(KpiLine, timeBelowTheRangeIsTheSmallest) {
+  EXPECT_EQ(parseKpiLine(line("I KPI-R2K-AT-1: -9223372036854775809"))->timeMs, INT64_MIN);
 }
 
 TEST(KpiLine, negativeTimeIsATime) {
@@ -41,6 +138,14 @@ TEST(KpiLine, negativeTimeIsATime) {
 
 TEST(KpiLine, otherPriorityIsNone) {
   EXPECT_FALSE(parseKpiLine(line("D KPI-R2K-AT-1: 5000")));
+}
+
+TEST(KpiLine, smallPriorityIsNone) {
+  EXPECT_EQ(kpiOf(line("i KPI-R2K-AT-1: 5000")), kNone);
+}
+
+TEST(KpiLine, missingPriorityIsNone) {
+  EXPECT_EQ(kpiOf(line("KPI-R2K-AT-1: 5000")), kNone);
 }
 
 TEST(KpiLine, otherTagIsNone) {
@@ -53,6 +158,101 @@ TEST(KpiLine, messageWithoutANumberIsNone) {
 
 TEST(KpiLine, missingThreadIsNone) {
   EXPECT_FALSE(parseKpiLine("11-20 16:41:43.123  1234 I KPI-R2K-AT-1: 5000"));
+}
+
+TEST(KpiLine, missingDateIsNone) {
+  EXPECT_EQ(kpiOf("16:41:43.123  1234  1250 I KPI-R2K-AT-1: 5000"), kNone);
+}
+
+TEST(KpiLine, missingTagIsNone) {
+  EXPECT_EQ(kpiOf(line("I 5000 KPI-R2K-AT-1:")), kNone);
+}
+
+TEST(KpiLine, missingMessageIsNone) {
+  EXPECT_EQ(kpiOf(line("I KPI-R2K-AT-1:\n")), kNone);
+}
+
+TEST(KpiLine, pidThatIsNoNumberIsNone) {
+  EXPECT_EQ(kpiOf("11-20 16:41:43.123 root 1250 I KPI-R2K-AT-1: 5000"), kNone);
+}
+
+TEST(KpiLine, emptyLineIsNone) {
+  EXPECT_EQ(kpiOf(""), kNone);
+}
+
+TEST(KpiLine, lineOfNothingButTheTagIsNone) {
+  EXPECT_EQ(kpiOf("KPI-R2K-"), kNone);
+}
+
+// The same with the functions of the C library, and with buffers that no line fills.
+std::string sscanfKpiOf(const std::string& text) {
+  if (strstr(text.c_str(), "KPI-R2K-") == nullptr) {
+    return kNone;
+  }
+  int pid = 0;
+  int tid = 0;
+  long value = 0;
+  std::vector<char> token(text.size() + 1);
+  if (sscanf(text.c_str(), "%*s %*s %d %d I %s %ld", &pid, &tid, token.data(), &value) != 4) {
+    return kNone;
+  }
+  token[strlen(token.data()) - 1] = 0;
+  std::vector<char> component(text.size() + 1);
+  if (const char* const found = strstr(text.c_str(), "cmp=")) {
+    sscanf(found + strlen("cmp="), "%s", component.data());
+  }
+  return described(pid, std::string(token.data()).substr(0, 31), value,
+                   std::string(component.data()).substr(0, 255));
+}
+
+OddLines oddLines() {
+  const std::vector<std::string> blanks = {" ", " ", " ", "", "  ", "\t", "\n"};
+  const std::vector<std::string> ids = {"1234", "1250",       "0",           "-1",
+                                        "+7",   "4294967303", "-2147483649", "99999999999999999999",
+                                        "x",    " 5",         "0x1f"};
+  return {{line("I KPI-R2K-AMS-1: 5000 cmp=com.example/.Main flg=0x10000000\n"),
+           line("I KPI-R2K-ZY-6: 1234567 forked\n"), line("I KPI-R2K-AT-1: 5000 ms\n"),
+           "11-20 16:41:43.123 10234 10234 I KPI-R2K-WMS-6: -1 cmp=a\n",
+           line("D KPI-R2K-AT-1: 5000\n"), "--------- beginning of main\n"},
+          "0123456789 :.-=/\t\nIDKPR2cmp",
+          {{"", "", "", " ", "\n\t"},
+           {"11-20", "x", "11"},
+           {" ", " ", " ", "", "\t "},
+           {"16:41:43.123", "KPI-R2K-", "7"},
+           {"  ", " ", " ", "\n"},
+           ids,
+           {"  ", " ", " ", "\t", "+", "-", ""},
+           ids,
+           blanks,
+           {"I", "I", "I", "I", "I", "D", "i", "II", "W"},
+           blanks,
+           {"KPI-R2K-AMS-1:", "KPI-R2K-ZY-6:", "KPI-R2K-AT-1", "KPI-R2K-", ":", "KPI-R2K",
+            "KPI-R2K-" + std::string(22, 't') + ':', "KPI-R2K-" + std::string(23, 't') + ':',
+            "KPI-R2K-" + std::string(24, 't') + ':', "KPI-R2K-" + std::string(300, 't') + ':'},
+           blanks,
+           {"5000", "0", "-7", "+8", "007", "0x1f", "9223372036854775807", "9223372036854775808",
+            "-9223372036854775809", "99999999999999999999999", "5000ms", "1.5", "x", "", "soon"},
+           {" ", " ", "", "\n", " started "},
+           {"", "cmp=", "cmp= ", "cmp", "KPI-R2K-AT-1", "cmp=cmp="},
+           {"com.example/.Main", "", "/", "a/b/c", "cmp=x", std::string(254, 'c'),
+            std::string(255, 'c'), std::string(256, 'c'), std::string(400, 'c')},
+           {" flg=0x1", "\n", "", "\tx"}}};
+}
+
+TEST(KpiLine, oddLinesReadAsSscanfReadsThem) {
+  expectSameReadings(oddLines(), kpiOf, sscanfKpiOf);
+}
+
+TEST(KpiLine, packageOfTwoSlashesEndsAtTheFirst) {
+  EXPECT_EQ(componentPackage("a/b/c"), "a");
+}
+
+TEST(KpiLine, packageOfNothingIsEmpty) {
+  EXPECT_EQ(componentPackage(""), "");
+}
+
+TEST(KpiLine, packageBeforeALeadingSlashIsEmpty) {
+  EXPECT_EQ(componentPackage("/.Main"), "");
 }
 
 TEST(KpiLine, packageIsWhatStandsBeforeTheSlash) {
