@@ -12,6 +12,7 @@
 
 #include "tests/unit/support/odd_lines.h"
 #include "tests/unit/trace/trace_lines.h"
+#include "trace/line_splitter.h"
 
 namespace tarnwick {
 namespace {
@@ -234,6 +235,16 @@ TEST(SchedEvent, nameWithNoRoomForABlankHasNone) {
   EXPECT_EQ(eventOf(waitLine("comm=pid=7 delay=500 [ns]")), kNone);
 }
 
+TEST(SchedEvent, nameOfAnUnknownTask) {
+  EXPECT_EQ(parseSchedEvent(waitLine("comm=<...> pid=7 delay=500")).value().comm, "<...>");
+}
+
+// The kernel's longest.
+TEST(SchedEvent, nameOf15CharactersIsWhole) {
+  EXPECT_EQ(parseSchedEvent(waitLine("comm=mmcqd/0-the-lon pid=7 delay=500")).value().comm,
+            "mmcqd/0-the-lon");
+}
+
 TEST(SchedEvent, nameOf79CharactersIsWhole) {
   const std::string name(79, 'k');
   EXPECT_EQ(parseSchedEvent(waitLine("comm=" + name + " pid=7 delay=500")).value().comm, name);
@@ -245,10 +256,38 @@ TEST(SchedEvent, nameOf80CharactersIsCut) {
             name.substr(0, 79));
 }
 
+TEST(SchedEvent, nameOf200CharactersIsCut) {
+  const std::string name(200, 'k');
+  EXPECT_EQ(parseSchedEvent(waitLine("comm=" + name + " pid=7 delay=500")).value().comm,
+            name.substr(0, 79));
+}
+
 TEST(SchedEvent, numbersBehindACutNameAreRead) {
   EXPECT_EQ(
       parseSchedEvent(waitLine("comm=" + std::string(900, 'k') + " pid=7 delay=500")).value().value,
       500);
+}
+
+// The events of a line that the splitter cuts so that its first part ends as given.
+std::vector<std::string> eventsOfCutLine(const std::string& end, const std::string& rest) {
+  const std::string start = waitLine("comm=");
+  const std::string line = start.substr(0, start.size() - 1);
+  std::vector<std::string> events;
+  const auto take = [&events](std::string_view part) { events.push_back(eventOf(part)); };
+  LineSplitter splitter;
+  splitter.feed(line + std::string(1023 - line.size() - end.size(), 'k') + end + rest + '\n', take);
+  splitter.finish(take);
+  return events;
+}
+
+TEST(SchedEvent, numberIsReadUpToTheCutOfItsLine) {
+  EXPECT_EQ(
+      eventsOfCutLine(" pid=7 delay=50", "0 [ns]"),
+      (std::vector<std::string>{described('w', 1, 35.434919, 7, 50, std::string(79, 'k')), kNone}));
+}
+
+TEST(SchedEvent, lineCutInFrontOfItsNumberHasNone) {
+  EXPECT_EQ(eventsOfCutLine(" pid=7 delay=", "500 [ns]"), (std::vector<std::string>{kNone, kNone}));
 }
 
 TEST(SchedEvent, nameMayHoldANewline) {
@@ -261,6 +300,15 @@ TEST(SchedEvent, nameIsThatOfTheEventAndNotOfTheHead) {
 
 TEST(SchedEvent, nameThatHoldsAPidHasNone) {
   EXPECT_EQ(eventOf(waitLine("comm=a pid=b pid=7 delay=500 [ns]")), kNone);
+}
+
+TEST(SchedEvent, nameThatHoldsAPidWithANumberHasNone) {
+  EXPECT_EQ(eventOf(waitLine("comm=a pid=5 pid=7 delay=500 [ns]")), kNone);
+}
+
+TEST(SchedEvent, nameThatHoldsNumbersGivesThem) {
+  EXPECT_EQ(eventOf(waitLine("comm=a pid=5 delay=9 pid=7 delay=500 [ns]")),
+            described('w', 1, 35.434919, 5, 9, "a"));
 }
 
 TEST(SchedEvent, nameThatHoldsACommStartsAtTheFirst) {
@@ -354,12 +402,24 @@ TEST(SchedEvent, delayBeyondTheRangeIsTheLargest) {
       std::numeric_limits<int64_t>::max());
 }
 
+TEST(SchedEvent, runtimeBelowTheRangeIsTheSmallest) {
+  EXPECT_EQ(parseSchedEvent(runtimeLine("comm=app pid=7 runtime=-9223372036854775809 [ns]"))
+                .value()
+                .value,
+            std::numeric_limits<int64_t>::min());
+}
+
 TEST(SchedEvent, runtimeMayBeNegative) {
   EXPECT_EQ(parseSchedEvent(runtimeLine("comm=app pid=7 runtime=-500 [ns]")).value().value, -500);
 }
 
 TEST(SchedEvent, pidBeyond32BitsKeepsItsLowHalf) {
   EXPECT_EQ(parseSchedEvent(waitLine("comm=app pid=4294967303 delay=500 [ns]")).value().tid, 7);
+}
+
+TEST(SchedEvent, pidBeyond64BitsIsMinusOne) {
+  EXPECT_EQ(parseSchedEvent(waitLine("comm=app pid=99999999999999999999 delay=500")).value().tid,
+            -1);
 }
 
 TEST(SchedEvent, cpuBeyond64BitsIsMinusOne) {
