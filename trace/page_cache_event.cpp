@@ -50,7 +50,8 @@ bool isOlderForm(Scanner scan) {
   return scanPage(scan) && scan.literal("pfn=") && scan.number(ignored) && scanOffset(scan);
 }
 
-// "pfn=0x44c8f ofs=0 order=0", or "page=fffffece3ae04f80 pfn=0x44c8f ofs=0"
+// "pfn=0x44c8f ofs=0 order=0", or "page=fffffece3ae04f80 pfn=0x44c8f ofs=0": as by
+// "pfn=0x%*x ofs=%lu", with or without "page=%*x " in front
 bool isNewerForm(Scanner scan) {
   uint64_t ignored = 0;
   if (scan.rest().starts_with("page=") && !scanPage(scan)) {

@@ -223,8 +223,18 @@ TEST(PageCacheEvent, hexadecimalFrameNeedsASmallX) {
   EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0X5 ofs=6")), kNone);
 }
 
+// Behind its prefix the frame is a "%*x", with all that this takes.
+
 TEST(PageCacheEvent, hexadecimalFrameMayHaveASign) {
   EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x-5 ofs=6")), "+ 1:2_3");
+}
+
+TEST(PageCacheEvent, hexadecimalFrameMayStandApart) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x 5 ofs=6")), "+ 1:2_3");
+}
+
+TEST(PageCacheEvent, hexadecimalFrameMayHaveASecondPrefix) {
+  EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 pfn=0x0x5 ofs=6")), "+ 1:2_3");
 }
 
 TEST(PageCacheEvent, missingOffsetHasNone) {
