@@ -1,0 +1,141 @@
+// What a list of records takes from the heap. The linker leads every allocation of this program and
+// of the library through the functions below.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "trace/trace_record.h"
+
+namespace {
+
+size_t gBytesTaken = 0;  // what was freed since then included
+int64_t gBlocks = 0;     // that are not freed
+
+}  // namespace
+
+// The names are the linker's: operator new and new[], delete and delete[], without and with a size.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTBEGIN(readability-identifier-naming)
+extern "C" {
+
+void* __real__Znwm(size_t size);
+void* __real__Znam(size_t size);
+void __real__ZdlPv(void* block);
+void __real__ZdaPv(void* block);
+
+void* __wrap__Znwm(size_t size) {
+  gBytesTaken += size;
+  ++gBlocks;
+  return __real__Znwm(size);
+}
+
+void* __wrap__Znam(size_t size) {
+  gBytesTaken += size;
+  ++gBlocks;
+  return __real__Znam(size);
+}
+
+void __wrap__ZdlPv(void* block) {
+  gBlocks -= block == nullptr ? 0 : 1;
+  __real__ZdlPv(block);
+}
+
+void __wrap__ZdaPv(void* block) {
+  gBlocks -= block == nullptr ? 0 : 1;
+  __real__ZdaPv(block);
+}
+
+void __wrap__ZdlPvm(void* block, size_t) {
+  __wrap__ZdlPv(block);
+}
+
+void __wrap__ZdaPvm(void* block, size_t) {
+  __wrap__ZdaPv(block);
+}
+
+}  // extern "C"
+// NOLINTEND(readability-identifier-naming)
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+
+namespace tarnwick {
+namespace {
+
+constexpr size_t kRecords = 1000000;
+
+void appendRecords(TraceRecordList& list, size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    list.append(TraceRecord());
+  }
+}
+
+// What the list takes at once for the records to come.
+size_t bytesForOneRecord() {
+  TraceRecordList list;
+  const size_t before = gBytesTaken;
+  list.append(TraceRecord());
+  return gBytesTaken - before;
+}
+
+TEST(TraceRecordMemory, aMillionRecordsTake32BytesEachAndAChunk) {
+  TraceRecordList list;
+  const size_t before = gBytesTaken;
+  appendRecords(list, kRecords);
+  const size_t taken = gBytesTaken - before;
+  EXPECT_LE(taken, kRecords * 32 + bytesForOneRecord());
+}
+
+TEST(TraceRecordMemory, everyRecordIsCounted) {
+  TraceRecordList list;
+  const size_t before = gBytesTaken;
+  appendRecords(list, kRecords);
+  EXPECT_GE(gBytesTaken - before, kRecords * sizeof(TraceRecord));
+}
+
+TEST(TraceRecordMemory, aChunkIsSmall) {
+  EXPECT_LE(bytesForOneRecord(), 300000U);
+}
+
+TEST(TraceRecordMemory, aMillionRecordsStayWhereTheyAre) {
+  TraceRecordList list;
+  std::vector<const TraceRecord*> appended;
+  for (size_t i = 0; i < kRecords; ++i) {
+    list.append(TraceRecord());
+    if (i % 100000 == 0) {
+      const TraceRecord* last = nullptr;
+      list.forEach([&last](const TraceRecord& record) { last = &record; });
+      appended.push_back(last);
+    }
+  }
+  std::vector<const TraceRecord*> now;
+  size_t next = 0;
+  list.forEach([&](const TraceRecord& record) {
+    if (next++ % 100000 == 0) {
+      now.push_back(&record);
+    }
+  });
+  EXPECT_EQ(now, appended);
+}
+
+TEST(TraceRecordMemory, clearFreesEverything) {
+  TraceRecordList list;
+  const int64_t before = gBlocks;
+  appendRecords(list, kRecords);
+  const int64_t full = gBlocks;
+  list.clear();
+  EXPECT_GT(full, before);
+  EXPECT_EQ(gBlocks, before);
+}
+
+TEST(TraceRecordMemory, theEndOfTheListFreesEverything) {
+  const int64_t before = gBlocks;
+  {
+    TraceRecordList list;
+    appendRecords(list, kRecords);
+  }
+  EXPECT_EQ(gBlocks, before);
+}
+
+}  // namespace
+}  // namespace tarnwick
