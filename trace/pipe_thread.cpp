@@ -61,11 +61,7 @@ void takeSchedEvent(std::string_view line) {
     return;
   }
   const int32_t tgid = tgidOf(event->tid);
-  if (tgid < 1) {
-    return;
-  }
-  const std::string processName = tgidName(tgid);
-  if (processName.empty()) {
+  if (tgid < 1 || !hasTgidName(tgid)) {
     return;
   }
   const NameTable::Id name = rememberTidName(*event);
@@ -77,9 +73,7 @@ void takeSchedEvent(std::string_view line) {
   record.duration = static_cast<uint32_t>(event->value) & ((1U << 29U) - 1);
   record.kind = recordKind(event->kind);
   record.cpu = event->cpu;
-  record.tgid = tgid;
   record.tid = event->tid;
-  record.tgidName = gTraceNames.idOf(processName);
   record.name = name;
   {
     const Lock lock(gTraceMutex);
@@ -106,7 +100,8 @@ void writeTraceFile() {
   puts("Writing output to trace.txt...");
   // The log thread has ended; the lock is there for what it wrote last.
   const Lock lock(gTraceMutex);
-  writeTraceRecords(gTraceRecords, {gTgidNames, gTidNames, gTraceNames, gKpiNames}, file);
+  writeTraceRecords(gTraceRecords, {gTidToTgid, gTgidNames, gTidNames, gTraceNames, gKpiNames},
+                    file);
   fclose(file);
   puts("Done writing output to trace.txt...");
 }

@@ -7,9 +7,10 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <string>
+#include <string_view>
 
 #include "trace/lock.h"
-#include "trace/trace_file.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -38,32 +39,33 @@ int32_t tgidOf(int32_t tid) {
   return -1;
 }
 
-std::string tgidName(int32_t tgid) {
+bool hasTgidName(int32_t tgid) {
   const auto known = gTgidNames.find(tgid);
   if (known != gTgidNames.end()) {
-    return known->second;
+    return !known->second.empty();
   }
   std::array<char, 40> path;
   snprintf(path.data(), path.size(), "/proc/%d/comm", tgid);
   const int fd = open(path.data(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
-    return {};
+    return false;
   }
   std::array<char, 128> text{};
   const ssize_t got = read(fd, text.data(), text.size());
   close(fd);
   if (got == 0) {
-    return {};
+    return false;
   }
   std::string name(text.data(), strnlen(text.data(), text.size()));
   if (!name.empty()) {
     name.pop_back();  // the newline
   }
-  if (name != kReinitialized) {
-    const Lock lock(gTgidNamesMutex);
-    gTgidNames[tgid] = name;
+  // What it has between its fork and its own naming of itself.
+  if (name == "re-initialized>") {
+    return true;
   }
-  return name;
+  const Lock lock(gTgidNamesMutex);
+  return !(gTgidNames[tgid] = name).empty();
 }
 
 }  // namespace tarnwick

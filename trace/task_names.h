@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 namespace tarnwick {
 
@@ -12,9 +11,9 @@ namespace tarnwick {
 // thread has gone or the file has no such line.
 int32_t tgidOf(int32_t tid);
 
-// The name of a process: /proc/TGID/comm without its newline. Empty, and not kept, when the process
-// has gone; a file that opens and cannot be read gives an empty name that is kept. The placeholder
-// "re-initialized>" is returned but not kept, since the process is about to be named.
-std::string tgidName(int32_t tgid);
+// Whether a process has a name: /proc/TGID/comm without its newline. It has none, and none is kept,
+// when it has gone; a file that opens and cannot be read gives an empty name that is kept. The
+// placeholder "re-initialized>" is a name but is not kept, since the process is about to be named.
+bool hasTgidName(int32_t tgid);
 
 }  // namespace tarnwick

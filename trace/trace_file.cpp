@@ -1,44 +1,173 @@
 #include "trace/trace_file.h"
 
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
 namespace tarnwick {
 
 namespace {
 
-void writeSchedRecord(const TraceRecord& record, TraceNames& names, FILE* out) {
-  const bool runtime = record.kind == TraceRecordKind::kRuntime;
-  std::string tgidName = names.names.name(record.tgidName);
-  if (tgidName == kReinitialized) {
-    tgidName = names.tgidNames[record.tgid];
-  }
-  const std::string& tidName = names.names.name(names.tidNames[record.tid]);
-  const char* name = record.kind == TraceRecordKind::kWait ? "wait"
-                     : !runtime                            ? "iowait"
-                     : record.tgid == record.tid           ? tgidName.c_str()
-                                                           : names.names.name(record.name).c_str();
-  fprintf(out,
-          "time=%.6lf tag=%s duration=%ld cpu=%d tgid=%d tgid_name=%s tid=%d tid_name=%s name=%s\n",
-          record.time, runtime ? "r" : "nr", static_cast<long>(record.duration), record.cpu,
-          record.tgid, tgidName.c_str(), record.tid, tidName.c_str(), name);
-}
+// Lines in a buffer of their own, made without printf: a trace has millions of them.
+class LineBuffer {
+ public:
+  explicit LineBuffer(FILE* out) : out_(out), buffer_(kSize) {}
+  LineBuffer(const LineBuffer&) = delete;
+  LineBuffer& operator=(const LineBuffer&) = delete;
+  ~LineBuffer() { flush(); }
 
-void writeKpiRecord(const TraceRecord& record, const TraceNames& names, FILE* out) {
-  fprintf(
-      out,
-      "time=%.6lf tag=nr duration=%ld cpu=%d tgid=%d tgid_name=kpi tid=%d tid_name=kpi name=%s\n",
-      record.time, static_cast<long>(record.duration), record.cpu, record.tgid, record.tid,
-      names.kpiNames.name(record.name).c_str());
-}
+  // Makes room for what comes next: this many characters of text and a few numbers.
+  void begin(size_t textLength) {
+    constexpr size_t kLongestNumbers = 512;  // a time of 309 digits and four more numbers
+    const size_t needed = textLength + kLongestNumbers;
+    if (buffer_.size() - length_ < needed) {
+      flush();
+      if (buffer_.size() < needed) {
+        buffer_.resize(needed);
+      }
+    }
+  }
+
+  void text(std::string_view text) {
+    memcpy(end(), text.data(), text.size());
+    length_ += text.size();
+  }
+
+  template <typename Integer>
+  void number(Integer value) {
+    length_ = toLength(std::to_chars(end(), limit(), value).ptr);
+  }
+
+  // As printf's "%.6f".
+  void sixDecimals(double value) {
+    constexpr uint32_t kMillion = 1000000;
+    constexpr double kExact =
+        1e12;  // microseconds; up to here the product is off by less than 1e-4
+    const double scaled = value * kMillion;
+    const double whole = std::floor(scaled);
+    const double rest = scaled - whole;
+    // Not close to a half, where the product's own rounding would decide.
+    if (scaled >= 0 && scaled < kExact && std::fabs(rest - 0.5) > 1e-3) {
+      const auto micros = static_cast<uint64_t>(whole) + (rest > 0.5 ? 1 : 0);
+      number(micros / kMillion);
+      decimals(static_cast<uint32_t>(micros % kMillion));
+    } else {
+      length_ = toLength(std::to_chars(end(), limit(), value, std::chars_format::fixed, 6).ptr);
+    }
+  }
+
+ private:
+  static constexpr size_t kSize = size_t{64} * 1024;
+
+  char* end() { return buffer_.data() + length_; }
+  char* limit() { return buffer_.data() + buffer_.size(); }
+  size_t toLength(const char* position) const {
+    return static_cast<size_t>(position - buffer_.data());
+  }
+
+  // A point and the six digits of what is below a million.
+  void decimals(uint32_t micros) {
+    char* const point = end();
+    *point = '.';
+    for (char* digit = point + 6; digit > point; --digit) {
+      *digit = static_cast<char>('0' + micros % 10);
+      micros /= 10;
+    }
+    length_ += 7;
+  }
+
+  void flush() {
+    fwrite(buffer_.data(), 1, length_, out_);
+    length_ = 0;
+  }
+
+  FILE* out_;
+  std::vector<char> buffer_;
+  size_t length_ = 0;
+};
+
+// What the lines of a thread have in common.
+struct Thread {
+  int32_t tgid;
+  std::string_view tgidName;
+  std::string_view tidName;
+};
+
+class TraceFileWriter {
+ public:
+  TraceFileWriter(const TraceNames& names, FILE* out) : names_(names), line_(out) {}
+
+  void write(const TraceRecord& record) {
+    if (record.kind == TraceRecordKind::kKpi) {
+      static constexpr Thread kKpi = {0, "kpi", "kpi"};
+      write(record, kKpi, "nr", names_.kpiNames.name(record.name));
+      return;
+    }
+    const Thread& thread = threadOf(record.tid);
+    switch (record.kind) {
+      case TraceRecordKind::kWait:
+        write(record, thread, "nr", "wait");
+        break;
+      case TraceRecordKind::kIoWait:
+        write(record, thread, "nr", "iowait");
+        break;
+      default:
+        write(record, thread, "r",
+              thread.tgid == record.tid ? thread.tgidName
+                                        : std::string_view(names_.names.name(record.name)));
+    }
+  }
+
+ private:
+  const Thread& threadOf(int32_t tid) {
+    const auto known = threads_.find(tid);
+    if (known != threads_.end()) {
+      return known->second;
+    }
+    const int32_t tgid = names_.tidToTgid[tid];
+    return threads_
+        .emplace(tid, Thread{tgid, names_.tgidNames[tgid], names_.names.name(names_.tidNames[tid])})
+        .first->second;
+  }
+
+  void write(const TraceRecord& record, const Thread& thread, std::string_view tag,
+             std::string_view name) {
+    line_.begin(thread.tgidName.size() + thread.tidName.size() + name.size());
+    line_.text("time=");
+    line_.sixDecimals(record.time);
+    line_.text(" tag=");
+    line_.text(tag);
+    line_.text(" duration=");
+    line_.number(static_cast<uint32_t>(record.duration));
+    line_.text(" cpu=");
+    line_.number(record.cpu);
+    line_.text(" tgid=");
+    line_.number(thread.tgid);
+    line_.text(" tgid_name=");
+    line_.text(thread.tgidName);
+    line_.text(" tid=");
+    line_.number(record.tid);
+    line_.text(" tid_name=");
+    line_.text(thread.tidName);
+    line_.text(" name=");
+    line_.text(name);
+    line_.text("\n");
+  }
+
+  const TraceNames& names_;
+  LineBuffer line_;
+  std::unordered_map<int32_t, Thread> threads_;
+};
 
 }  // namespace
 
-void writeTraceRecords(const TraceRecordList& records, TraceNames names, FILE* out) {
-  records.forEach([&](const TraceRecord& record) {
-    if (record.kind == TraceRecordKind::kKpi) {
-      writeKpiRecord(record, names, out);
-    } else {
-      writeSchedRecord(record, names, out);
-    }
-  });
+void writeTraceRecords(const TraceRecordList& records, const TraceNames& names, FILE* out) {
+  TraceFileWriter writer(names, out);
+  records.forEach([&writer](const TraceRecord& record) { writer.write(record); });
 }
 
 }  // namespace tarnwick

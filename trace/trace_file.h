@@ -10,12 +10,10 @@
 
 namespace tarnwick {
 
-// The name that a process has between its fork and its own naming of itself.
-inline constexpr const char* kReinitialized = "re-initialized>";
-
-// What the names of a trace file are taken from: the process names that were resolved during the
+// What the processes and names of a trace file are taken from: what was looked up during the
 // measurement, the last name of each thread, and what the ids of the records stand for.
 struct TraceNames {
+  std::map<int32_t, int32_t>& tidToTgid;
   std::map<int32_t, std::string>& tgidNames;
   std::map<int32_t, NameTable::Id>& tidNames;
   const NameTable& names;
@@ -28,7 +26,8 @@ struct TraceNames {
 //
 // A process that was about to be named when its event came has the name that it got later, or none.
 // The main thread's run time is named after its process. The thread's name is the last one that the
-// trace gave it. Ids that the maps lack are added to them with an empty name.
-void writeTraceRecords(const TraceRecordList& records, TraceNames names, FILE* out);
+// trace gave it. Ids that the maps lack are added to them, as 0 or with an empty name. A line that
+// cannot be written is left out.
+void writeTraceRecords(const TraceRecordList& records, const TraceNames& names, FILE* out);
 
 }  // namespace tarnwick

@@ -18,7 +18,9 @@ enum class TraceRecordKind : uint32_t {
 };
 
 // One event of a thread on the trace's time axis. Small, since a long trace has millions: names are
-// ids, the kind and the duration share a word, and two fields of the file follow from others:
+// ids, the kind and the duration share a word, and what the file says besides follows from the
+// thread, since it does not change from event to event:
+//   - the thread's process, and that process's name, are looked up once in a measurement,
 //   - a thread's name as the file has it is the last one that the trace gave it,
 //   - a KPI record has the process id 0, and "kpi" for the names of its process and thread.
 struct TraceRecord {
@@ -28,12 +30,10 @@ struct TraceRecord {
   uint32_t duration : 29 = 0;  // nanoseconds, up to kLongestDuration
   TraceRecordKind kind : 3 = TraceRecordKind::kWait;
   int32_t cpu = 0;
-  int32_t tgid = 0;            // process id
-  int32_t tid = 0;             // thread id
-  NameTable::Id tgidName = 0;  // the process's name
-  NameTable::Id name = 0;      // the thread's name at the time, or a KPI record's tag
+  int32_t tid = 0;         // thread id; of a KPI record, the application's process id or 0
+  NameTable::Id name = 0;  // the thread's name at the time, or a KPI record's tag
 };
-static_assert(sizeof(TraceRecord) == 32);
+static_assert(sizeof(TraceRecord) == 24);
 
 // The records in the order of their appending. It grows without moving what is in it.
 class TraceRecordList {

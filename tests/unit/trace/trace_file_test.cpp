@@ -19,10 +19,12 @@ constexpr int32_t kIntMin = std::numeric_limits<int32_t>::min();
 struct Measurement {
   TraceRecordList records;
   NameTable names, kpiNames;
+  std::map<int32_t, int32_t> tidToTgid;
   std::map<int32_t, std::string> tgidNames;
   std::map<int32_t, NameTable::Id> tidNames;
 
-  // An event of thread `tid`, after which the thread keeps its name.
+  // An event of thread `tid`, after which the thread keeps its name. The placeholder is not kept as
+  // its process's name.
   void add(TraceRecordKind kind, int32_t tgid, const std::string& tgidName, int32_t tid,
            const std::string& tidName) {
     TraceRecord record;
@@ -30,9 +32,11 @@ struct Measurement {
     record.duration = 500;
     record.kind = kind;
     record.cpu = 2;
-    record.tgid = tgid;
     record.tid = tid;
-    record.tgidName = names.idOf(tgidName);
+    tidToTgid[tid] = tgid;
+    if (tgidName != "re-initialized>") {
+      tgidNames[tgid] = tgidName;
+    }
     record.name = tidNames[tid] = names.idOf(tidName);
     records.append(record);
   }
@@ -51,7 +55,7 @@ struct Measurement {
     char* text = nullptr;
     size_t length = 0;
     FILE* const file = open_memstream(&text, &length);
-    writeTraceRecords(records, {tgidNames, tidNames, names, kpiNames}, file);
+    writeTraceRecords(records, {tidToTgid, tgidNames, tidNames, names, kpiNames}, file);
     fclose(file);
     std::string copy(text, length);
     free(text);
@@ -212,25 +216,11 @@ TEST(TraceFile, placeholderAddsTheProcessThatWasNeverNamed) {
   EXPECT_EQ(measurement.tgidNames, (std::map<int32_t, std::string>{{40, ""}}));
 }
 
-TEST(TraceFile, nameLikeThePlaceholderStays) {
-  Measurement measurement;
-  measurement.add(TraceRecordKind::kWait, 40, "<pre-initialized>", 41, "app");
-  measurement.tgidNames[40] = "com.example";
-  EXPECT_EQ(fieldOf(measurement, "tgid_name"), "tgid_name=<pre-initialized>");
-}
-
-TEST(TraceFile, otherNameIsThatOfTheEvent) {
-  Measurement measurement;
-  measurement.add(TraceRecordKind::kWait, 40, "zygote64", 41, "app");
-  measurement.tgidNames[40] = "com.example";
-  EXPECT_EQ(fieldOf(measurement, "tgid_name"), "tgid_name=zygote64");
-}
-
 TEST(TraceFile, otherNameAddsNoProcess) {
   Measurement measurement;
   measurement.add(TraceRecordKind::kWait, 40, "zygote64", 41, "app");
   measurement.written();
-  EXPECT_TRUE(measurement.tgidNames.empty());
+  EXPECT_EQ(measurement.tgidNames, (std::map<int32_t, std::string>{{40, "zygote64"}}));
 }
 
 // The main thread, whose id is its process's.
@@ -399,7 +389,7 @@ class RandomMeasurement {
     // A name that came too late for a record, an event that left none, and a thread that is gone.
     for (int32_t id = 0; id <= kIds; ++id) {
       if (below(3) == 0) {
-        plain.tgidNames[id] = compact.tgidNames[id] = processName();
+        processName(id);
       }
       if (below(4) == 0) {
         setTidName(id, threadName());
@@ -424,15 +414,31 @@ class RandomMeasurement {
   }
 
   int32_t id() { return 1 + static_cast<int32_t>(below(kIds)); }
-  std::string processName() {
-    return oneOf<std::string>({"re-initialized>", "com.example", "sh", "my app", "init", "logcat"});
+
+  // A thread's process, and a process's name but for the placeholder, stay what they were first.
+  int32_t tgidOf(int32_t tid) { return compact.tidToTgid.try_emplace(tid, id()).first->second; }
+  std::string processName(int32_t tgid) {
+    const auto known = compact.tgidNames.find(tgid);
+    if (known != compact.tgidNames.end()) {
+      return known->second;
+    }
+    const auto name =
+        oneOf<std::string>({"re-initialized>", "com.example", "sh", "my app", "init", "logcat"});
+    if (name != "re-initialized>") {
+      plain.tgidNames[tgid] = compact.tgidNames[tgid] = name;
+    }
+    return name;
   }
+
   std::string threadName() {
     return oneOf<std::string>({"main", "blank", "Binder:1_2", "my app-7 [x]", "sh", " ",
                                "re-initialized>", std::string(79, 'k')});
   }
   double time() {
-    return oneOf<double>({0, -1.5, 35.993756, 1e15, 0.0000005, static_cast<double>(below(1000000)),
+    // Among them such as lie half between two numbers of six digits.
+    return oneOf<double>({static_cast<double>(below(2000000000)) / 2e6,
+                          static_cast<double>(below(1000000000000)) / 1e9, 0, -1.5, 35.993756, 1e15,
+                          0.0000005, static_cast<double>(below(1000000)),
                           static_cast<double>(random_() >> 11U) / 1e6});
   }
 
@@ -445,14 +451,16 @@ class RandomMeasurement {
     const auto kind = oneOf<TraceRecordKind>(
         {TraceRecordKind::kWait, TraceRecordKind::kIoWait, TraceRecordKind::kRuntime});
     const std::string comm = threadName();
+    const int32_t tid = id();
+    const int32_t tgid = tgidOf(tid);
     const PlainRecord event = {
         .time = time(),
         .tag = kind == TraceRecordKind::kRuntime ? "r" : "nr",
         .duration = oneOf<int64_t>({1, 300000000, 1 + static_cast<int64_t>(below(300000000))}),
         .cpu = oneOf<int32_t>({-1, 0, 3, 511, kIntMin, kIntMax}),
-        .tgid = id(),
-        .tgidName = processName(),
-        .tid = id(),
+        .tgid = tgid,
+        .tgidName = processName(tgid),
+        .tid = tid,
         .tidName = comm,
         .name = kind == TraceRecordKind::kWait     ? "wait"
                 : kind == TraceRecordKind::kIoWait ? "iowait"
@@ -462,9 +470,7 @@ class RandomMeasurement {
     record.duration = static_cast<uint32_t>(event.duration) & ((1U << 29U) - 1);
     record.kind = kind;
     record.cpu = event.cpu;
-    record.tgid = event.tgid;
     record.tid = event.tid;
-    record.tgidName = compact.names.idOf(event.tgidName);
     record.name = compact.names.idOf(comm);
     plain.records.push_back(event);
     compact.records.append(record);

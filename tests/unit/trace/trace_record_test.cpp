@@ -18,16 +18,14 @@ TraceRecord recordNumber(int32_t number) {
   record.duration = (static_cast<uint32_t>(number) + 1) & 0xfffff;
   record.kind = TraceRecordKind::kRuntime;
   record.cpu = number + 2;
-  record.tgid = number + 3;
   record.tid = number + 4;
-  record.tgidName = static_cast<NameTable::Id>(number) + 5;
   record.name = static_cast<NameTable::Id>(number) + 6;
   return record;
 }
 
 bool same(const TraceRecord& a, const TraceRecord& b) {
   return a.time == b.time && a.duration == b.duration && a.kind == b.kind && a.cpu == b.cpu &&
-         a.tgid == b.tgid && a.tid == b.tid && a.tgidName == b.tgidName && a.name == b.name;
+         a.tid == b.tid && a.name == b.name;
 }
 
 void appendRecords(TraceRecordList& list, int32_t first, int32_t end) {
