@@ -45,13 +45,13 @@ class LineBuffer {
   // As printf's "%.6f".
   void sixDecimals(double value) {
     constexpr uint32_t kMillion = 1000000;
-    constexpr double kExact =
-        1e12;  // microseconds; up to here the product is off by less than 1e-4
+    constexpr double kExact = 1e12;  // halves have a double of their own up to here, and beyond
     const double scaled = value * kMillion;
     const double whole = std::floor(scaled);
     const double rest = scaled - whole;
-    // Not close to a half, where the product's own rounding would decide.
-    if (scaled >= 0 && scaled < kExact && std::fabs(rest - 0.5) > 1e-3) {
+    // The product is rounded, which can bring it to a half but not beyond; at a half it is unknown
+    // where it came from.
+    if (scaled >= 0 && scaled < kExact && rest != 0.5) {
       const auto micros = static_cast<uint64_t>(whole) + (rest > 0.5 ? 1 : 0);
       number(micros / kMillion);
       decimals(static_cast<uint32_t>(micros % kMillion));
