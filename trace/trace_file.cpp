@@ -51,7 +51,7 @@ class LineBuffer {
     const double rest = scaled - whole;
     // The product is rounded, which can bring it to a half but not beyond; at a half it is unknown
     // where it came from.
-    if (scaled >= 0 && scaled < kExact && rest != 0.5) {
+    if (!std::signbit(value) && scaled < kExact && rest != 0.5) {
       const auto micros = static_cast<uint64_t>(whole) + (rest > 0.5 ? 1 : 0);
       number(micros / kMillion);
       decimals(static_cast<uint32_t>(micros % kMillion));

@@ -436,7 +436,7 @@ class RandomMeasurement {
   }
   double time() {
     // Among them such as lie half between two numbers of six digits.
-    return oneOf<double>({static_cast<double>(below(2000000000)) / 2e6,
+    return oneOf<double>({-0.0, static_cast<double>(below(2000000000)) / 2e6,
                           static_cast<double>(below(1000000000000)) / 1e9, 0, -1.5, 35.993756, 1e15,
                           0.0000005, static_cast<double>(below(1000000)),
                           static_cast<double>(random_() >> 11U) / 1e6});
