@@ -14,6 +14,7 @@
 
 #include "collector/signal_set.h"
 #include "collector/stdout_section.h"
+#include "trace/inode_map.h"
 
 namespace tarnwick {
 
@@ -72,6 +73,7 @@ void onSignal(int signo) {
   if (signo == SIGUSR1) {
     gSigusr1Seen = 1;
   } else if (signo == SIGINT) {
+    removeUnfinishedInodeMap();
     if (gInterruptThreadRuns == 0) {
       _exit(0);
     }

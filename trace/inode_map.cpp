@@ -6,9 +6,14 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 #include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "collector/stats_collector.h"
@@ -20,6 +25,8 @@ namespace {
 constexpr const char* kCachePath = "/data/inode.txt";
 // Renamed when it is whole: a later run trusts whatever has the cache's name.
 constexpr const char* kUnfinishedPath = "/data/inode.txt.new";
+
+volatile sig_atomic_t gHasUnfinished = 0;
 
 // A walk of minutes shows that it is alive, to a person at a terminal and to nobody else.
 class Progress {
@@ -64,7 +71,12 @@ class Walk {
       return;
     }
     const size_t length = path.size();
-    while (const dirent* entry = readdir(entries.get())) {
+    // A disk that is full stays full, and the rest of a walk can take minutes.
+    while (!failed_) {
+      const dirent* const entry = readdir(entries.get());
+      if (entry == nullptr) {
+        return;
+      }
       path.append(1, '/').append(entry->d_name);
       // A path that does not fit is left out: cut, it would name another file, or the directory
       // itself.
@@ -75,9 +87,20 @@ class Walk {
     }
   }
 
-  // `path` has two leading slashes.
+ private:
+  static constexpr size_t kLongestPath = 1022;
+
+  void take(int directoryFd, const dirent& entry, std::string& path) {
+    const std::string_view name = entry.d_name;
+    if (entry.d_type == DT_REG) {
+      file(directoryFd, entry.d_name, std::string_view(path).substr(1));
+    } else if (entry.d_type == DT_DIR && name != "." && name != "..") {
+      directory(directoryFd, entry.d_name, path);
+    }
+  }
+
+  // Writes the line of one file, unless it lies under /proc or /sys or has gone.
   void file(int directoryFd, const char* name, std::string_view path) {
-    path.remove_prefix(1);
     if (path.starts_with("/proc/") || path.starts_with("/sys/")) {
       return;
     }
@@ -85,81 +108,87 @@ class Walk {
     if (fstatat(directoryFd, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
       return;
     }
-    const char* const shown = path == kUnfinishedPath ? kCachePath : path.data();
-    fprintf(out_, "%d:%d_%lu %s\n", static_cast<int>(major(status.st_dev)),
-            static_cast<int>(minor(status.st_dev)), status.st_ino, shown);
+    writeInodeEntry(status, path == kUnfinishedPath ? kCachePath : path);
     progress_.count();
   }
 
- private:
-  static constexpr size_t kLongestPath = 1022;
+  // "%d:%d_%lu %s\n"
+  void writeInodeEntry(const struct stat& status, std::string_view path) {
+    line_.clear();
+    append(major(status.st_dev), ':');
+    append(minor(status.st_dev), '_');
+    append(status.st_ino, ' ');
+    line_.append(path).push_back('\n');
+    failed_ = fwrite(line_.data(), 1, line_.size(), out_) != line_.size();
+  }
 
-  void take(int directoryFd, const dirent& entry, std::string& path) {
-    const std::string_view name = entry.d_name;
-    if (entry.d_type == DT_REG) {
-      file(directoryFd, entry.d_name, path);
-    } else if (entry.d_type == DT_DIR && name != "." && name != "..") {
-      directory(directoryFd, entry.d_name, path);
-    }
+  void append(uint64_t number, char behind) {
+    std::array<char, 20> digits;
+    const auto [end, error] = std::to_chars(digits.begin(), digits.end(), number);
+    line_.append(digits.begin(), end).push_back(behind);
   }
 
   FILE* out_;
+  bool failed_ = false;
+  std::string line_;
   Progress progress_;
 };
 
-// Leaves nothing behind when the cache cannot be written to the end.
-void buildCache(StatsCollector& collector) {
-  unlink(kUnfinishedPath);
-  const int fd = open(kUnfinishedPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-  if (fd < 0) {
-    return;
-  }
+// Whether the file has all of the walk, on the disk: a cache that a crash cut short would be
+// trusted for ever.
+bool writeCache(int fd) {
   FILE* const out = fdopen(fd, "w");
   if (out == nullptr) {
     close(fd);
-    return;
+    return false;
   }
-  walkDirectory(collector, "/", 0, out);
-  // On the disk before it has its name: a cache that a crash cut short would be trusted for ever.
+  std::array<char, 65536> buffer;
+  setvbuf(out, buffer.data(), _IOFBF, buffer.size());
+  walkDirectory("/", out);
   const bool written = fflush(out) == 0 && ferror(out) == 0 && fsync(fileno(out)) == 0;
-  if (fclose(out) == 0 && written && rename(kUnfinishedPath, kCachePath) == 0) {
-    return;
-  }
+  // Another run that makes the cache has put a file of its own in the place of this one.
+  struct stat status {};
+  const bool named = fstat(fileno(out), &status) == 0 && status.st_nlink != 0;
+  return fclose(out) == 0 && written && named;
+}
+
+// Leaves nothing behind when the cache cannot be written to the end.
+void buildCache() {
+  gHasUnfinished = 1;
   unlink(kUnfinishedPath);
+  const int fd = open(kUnfinishedPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  if (fd >= 0 && !(writeCache(fd) && rename(kUnfinishedPath, kCachePath) == 0)) {
+    unlink(kUnfinishedPath);
+  }
+  gHasUnfinished = 0;
 }
 
 }  // namespace
 
-void walkDirectory(StatsCollector& /*collector*/, const char* path, int /*depth*/, FILE* out) {
+void walkDirectory(const char* path, FILE* out) {
   std::string walked = path;
   Walk(out).directory(AT_FDCWD, path, walked);
 }
 
-void writeInodeEntry(StatsCollector& /*collector*/, const char* path, FILE* out) {
-  Walk(out).file(AT_FDCWD, path, path);
+void removeUnfinishedInodeMap() {
+  if (gHasUnfinished != 0) {
+    unlink(kUnfinishedPath);
+  }
 }
 
 void loadInodeMap(StatsCollector& collector) {
   struct stat unused {};
   if (stat(kCachePath, &unused) != 0) {
-    buildCache(collector);
+    buildCache();
   }
   const int fd = open(kCachePath, O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     return;
   }
-  std::string text;
-  if (fstat(fd, &unused) == 0 && unused.st_size > 0) {
-    text.resize(static_cast<size_t>(unused.st_size));
-    size_t filled = 0;
-    for (ssize_t got = 0; filled < text.size() &&
-                          (got = read(fd, text.data() + filled, text.size() - filled)) > 0;) {
-      filled += static_cast<size_t>(got);
-    }
-    text.resize(filled);
-  }
+  collector.inodePaths.merge([fd](char* buffer, size_t size) {
+    return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
+  });
   close(fd);
-  collector.inodePaths.merge(text);
 }
 
 }  // namespace tarnwick

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdio>
-#include <string>
 
 namespace tarnwick {
 
@@ -16,13 +15,14 @@ class StatsCollector;
 // cannot be made or read leaves the paths as they are.
 void loadInodeMap(StatsCollector& collector);
 
-// Writes a line for each regular file below a directory, in directory order. Links are not
-// followed, directories that cannot be opened are passed over, paths end at 1022 characters.
-// `depth` is how deep the directory lies; it sets no limit.
-void walkDirectory(StatsCollector& collector, const char* path, int depth, FILE* out);
+// Writes a line for each regular file below a directory, in directory order, until a write fails.
+// Links are not followed, directories that cannot be opened are passed over, and so are paths of
+// more than 1022 characters. As below the root, paths begin with two slashes, of which one is
+// written.
+void walkDirectory(const char* path, FILE* out);
 
-// Writes the line of one file, unless it lies under /proc or /sys or has gone. The path has two
-// leading slashes, one of which is written.
-void writeInodeEntry(StatsCollector& collector, const char* path, FILE* out);
+// Removes a cache that is being made, before the process ends without finishing it.
+// Async-signal-safe.
+void removeUnfinishedInodeMap();
 
 }  // namespace tarnwick

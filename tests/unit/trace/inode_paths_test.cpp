@@ -2,14 +2,33 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <random>
 #include <string>
+#include <string_view>
 
 namespace tarnwick {
 namespace {
 
-InodePaths pathsOf(const std::string& text) {
+// Merges a text that comes in blocks of at most these many bytes.
+template <typename BlockSize>
+void merge(InodePaths& paths, std::string_view text, BlockSize blockSize) {
+  paths.merge([&](char* buffer, size_t size) {
+    const size_t length = text.copy(buffer, std::min<size_t>(size, blockSize()));
+    text.remove_prefix(length);
+    return length;
+  });
+}
+
+void merge(InodePaths& paths, std::string_view text) {
+  merge(paths, text, [&text] { return text.size(); });
+}
+
+InodePaths pathsOf(std::string_view text) {
   InodePaths paths;
-  paths.merge(text);
+  merge(paths, text);
   return paths;
 }
 
@@ -19,6 +38,7 @@ TEST(InodePaths, findsThePathOfAKey) {
 
 TEST(InodePaths, knowsNothingWhenEmpty) {
   EXPECT_FALSE(InodePaths().find("8:1_9"));
+  EXPECT_FALSE(pathsOf("").find("8:1_9"));
 }
 
 TEST(InodePaths, doesNotFindAKeyThatBeginsAlike) {
@@ -26,12 +46,14 @@ TEST(InodePaths, doesNotFindAKeyThatBeginsAlike) {
 }
 
 TEST(InodePaths, firstPathOfAKeyStays) {
-  EXPECT_EQ(pathsOf("8:1_9 /first\n8:1_9 /second\n").find("8:1_9"), "/first");
+  const InodePaths paths = pathsOf("8:1_9 /first\n8:1_9 /second\n");
+  EXPECT_EQ(paths.find("8:1_9"), "/first");
+  EXPECT_EQ(paths.size(), 1U);
 }
 
 TEST(InodePaths, mergedTextDoesNotReplaceAPath) {
   InodePaths paths = pathsOf("8:1_9 /first\n");
-  paths.merge("8:1_9 /second\n8:1_8 /eight\n");
+  merge(paths, "8:1_9 /second\n8:1_8 /eight\n");
   EXPECT_EQ(paths.find("8:1_9"), "/first");
   EXPECT_EQ(paths.find("8:1_8"), "/eight");
 }
@@ -40,13 +62,54 @@ TEST(InodePaths, pathEndsAtABlank) {
   EXPECT_EQ(pathsOf("8:1_9 /with blank\n").find("8:1_9"), "/with");
 }
 
-TEST(InodePaths, lineWithoutAPathIsPassedOver) {
-  EXPECT_EQ(pathsOf("8:1_9\n8:1_8 \n\n").size(), 0U);
+TEST(InodePaths, anyWhiteSpaceIsABlank) {
+  EXPECT_EQ(pathsOf(" \t8:1_9\v \f/nine\r\n").find("8:1_9"), "/nine");
 }
 
-TEST(InodePaths, longKeysAndPathsAreCut) {
-  const InodePaths paths = pathsOf(std::string(100, 'k') + " /" + std::string(600, 'p') + "\n");
-  EXPECT_EQ(paths.find(std::string(79, 'k')), "/" + std::string(510, 'p'));
+TEST(InodePaths, lastLineNeedsNoNewline) {
+  EXPECT_EQ(pathsOf("8:1_9 /nine\n8:1_10 /ten").find("8:1_10"), "/ten");
+}
+
+TEST(InodePaths, lineWithoutAPathIsPassedOver) {
+  const InodePaths paths = pathsOf("8:1_9\n8:1_8 \n\n8:1_7 \r\n8:1_6 /six\n");
+  EXPECT_EQ(paths.size(), 1U);
+  EXPECT_EQ(paths.find("8:1_6"), "/six");
+}
+
+TEST(InodePaths, lineEndsAtANul) {
+  using std::string_view_literals::operator""sv;
+  const InodePaths paths = pathsOf("8:1_9 /ni\0ne\n8:1_8\0 /eight\n\0\n8:1_7 /seven\n"sv);
+  EXPECT_EQ(paths.size(), 2U);
+  EXPECT_EQ(paths.find("8:1_9"), "/ni");
+  EXPECT_EQ(paths.find("8:1_7"), "/seven");
+}
+
+TEST(InodePaths, keyEndsAt79Characters) {
+  for (const size_t length : {78U, 79U, 80U, 81U, 500U}) {
+    const InodePaths paths = pathsOf(std::string(length, 'k') + " /path\n");
+    EXPECT_EQ(paths.find(std::string(std::min<size_t>(length, 79), 'k')), "/path") << length;
+  }
+}
+
+TEST(InodePaths, pathEndsAt511Characters) {
+  for (const size_t length : {510U, 511U, 512U, 513U, 100000U}) {
+    const InodePaths paths = pathsOf("8:1_9 " + std::string(length, 'p') + "\n8:1_8 /eight\n");
+    EXPECT_EQ(paths.find("8:1_9"), std::string(std::min<size_t>(length, 511), 'p')) << length;
+    EXPECT_EQ(paths.find("8:1_8"), "/eight") << length;
+  }
+}
+
+TEST(InodePaths, keysThatAreCutToTheSameAreTheSame) {
+  const std::string key(79, 'k');
+  const InodePaths paths = pathsOf(key + "1 /first\n" + key + "2 /second\n");
+  EXPECT_EQ(paths.size(), 1U);
+  EXPECT_EQ(paths.find(key), "/first");
+}
+
+TEST(InodePaths, lineIsSeenFor1024Characters) {
+  const std::string seen(1024 - 6, ' ');
+  EXPECT_EQ(pathsOf("8:1_9" + seen + "/nine\n").find("8:1_9"), "/");
+  EXPECT_EQ(pathsOf("8:1_9 " + seen + "/nine\n8:1_8 /eight\n").size(), 1U);
 }
 
 TEST(InodePaths, keepsEveryOneOfMany) {
@@ -61,6 +124,63 @@ TEST(InodePaths, keepsEveryOneOfMany) {
     found += paths.find("8:1_" + std::to_string(i)) == "/path/" + std::to_string(i) ? 1 : 0;
   }
   EXPECT_EQ(found, kMany);
+}
+
+// Lines with keys and paths of all lengths around the limits, few enough keys for duplicates, and
+// every kind of blank, end and garbage.
+std::string randomText(std::mt19937& random) {
+  const auto below = [&random](size_t limit) { return random() % limit; };
+  const auto pick = [&](size_t usual, size_t limit) {
+    return below(4) != 0 ? 1 + below(usual) : limit - 3 + below(7);
+  };
+  constexpr std::string_view kBlanks = " \t\r\v\f";
+  std::string text;
+  for (size_t lines = below(40); lines > 0; --lines) {
+    text += std::string(below(3), kBlanks[below(kBlanks.size())]);
+    text += std::string(pick(3, 79), static_cast<char>('a' + below(2)));
+    text += std::string(below(10) != 0 ? 1 : below(400), kBlanks[below(kBlanks.size())]);
+    text += std::string(below(10) != 0 ? pick(60, 511) : 0, static_cast<char>('p' + below(10)));
+    if (below(8) == 0) {
+      text.push_back(below(2) != 0 ? ' ' : '\0');
+      text += std::string(below(100), 'x');
+    }
+    text += below(10) != 0 ? "\n" : "\r\n\n";
+  }
+  if (below(2) != 0 && !text.empty()) {
+    text.pop_back();
+  }
+  return text;
+}
+
+// What the C library makes of a text. Lines longer than are seen do not come in one.
+std::map<std::string, std::string> scanned(const std::string& text) {
+  std::map<std::string, std::string> paths;
+  for (size_t at = 0; at < text.size();) {
+    const size_t end = std::min(text.find('\n', at), text.size());
+    std::string key(text.size() + 1, '\0');
+    std::string path(text.size() + 1, '\0');
+    if (sscanf(text.substr(at, end - at).c_str(), "%s %s", key.data(), path.data()) == 2) {
+      paths.emplace(std::string(key.c_str()).substr(0, 79),
+                    std::string(path.c_str()).substr(0, 511));
+    }
+    at = end + 1;
+  }
+  return paths;
+}
+
+TEST(InodePaths, mergesTheSameInBlocksOfAnySize) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 3000; ++round) {
+    const std::string text = randomText(random);
+    const size_t longest = 1 + random() % (round % 2 == 0 ? 8 : 1000);
+    InodePaths paths;
+    merge(paths, text, [&] { return 1 + random() % longest; });
+    const auto expected = scanned(text);
+    ASSERT_EQ(paths.size(), expected.size()) << round;
+    for (const auto& [key, path] : expected) {
+      ASSERT_EQ(paths.find(key), path) << round;
+    }
+  }
 }
 
 }  // namespace
