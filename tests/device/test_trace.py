@@ -339,49 +339,6 @@ class PageCache(TraceTest):
                          ["add=1 del=0 file=total", "add=2 del=0 file=total"])
 
 
-class InodeCache(TraceTest):
-    def setUp(self):
-        super().setUp()
-        self.device.remove("/data/inode.txt")
-        for folder in ("deep/er", "n" * 255):
-            self.device.write(f"/data/{folder}/file", "")
-        os.symlink("/data/deep/er/file", self.device.path("/data/link"))
-        os.symlink("/data/deep", self.device.path("/data/deep/loop"))
-        self.device.write("/proc/1/stat", "")
-
-    def cache(self):
-        self.trace(options=("--block-dump",))
-        return self.device.read("/data/inode.txt").splitlines()
-
-    def test_cache_that_is_made(self):
-        # One walk over the whole machine for all of this.
-        self.device.write("/data/victim", "untouched")
-        os.symlink("/data/victim", self.device.path("/data/inode.txt.new"))
-        before = set(os.listdir(self.device.path("/data"))) - {"inode.txt.new"}
-        lines = self.cache()
-        paths = [line.split(" ", 1)[1] for line in lines]
-
-        for path in ("/data/deep/er/file", f"/data/{'n' * 255}/file"):
-            with self.subTest("regular files are there with their keys", path=path):
-                status = os.stat(self.device.path(path))
-                device = f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}"
-                self.assertIn(f"{device}_{status.st_ino} {path}", lines)
-        with self.subTest("the cache names itself"):
-            self.assertEqual([path for path in paths if path.startswith("/data/inode.txt")],
-                             ["/data/inode.txt"])
-        with self.subTest("links and kernel files are not there"):
-            self.assertFalse([path for path in paths
-                              if path.startswith(("/proc/", "/sys/", "/data/link", "/data/deep/loop"))])
-        with self.subTest("a planted link is not followed"):
-            self.assertEqual(self.device.read("/data/victim"), "untouched")
-        with self.subTest("nothing else is left behind"):
-            self.assertEqual(set(os.listdir(self.device.path("/data"))) - before, {"inode.txt"})
-
-    def test_cache_that_is_there_is_not_made_again(self):
-        self.device.write("/data/inode.txt", "")
-        self.assertEqual(self.cache(), [])
-
-
 class TwoStops(TraceTest):
     """A measurement that a signal has ended is ended once more by the run mode."""
 

@@ -1,0 +1,295 @@
+"""The cache of file names: what a walk over the device writes, and what is left when it cannot."""
+
+import os
+import re
+import shutil
+import signal
+import stat
+import subprocess
+import time
+
+from harness import TESTS
+from program import HOLDS_SIGNALS_BACK, wait_for
+from test_trace import TraceTest
+
+FEW_FILES = os.path.join(TESTS, "support", "few_files.sh")
+CACHE = "/data/inode.txt"
+UNFINISHED = "/data/inode.txt.new"
+REPORT = ["add=0 del=0 file=unknown", "add=0 del=0 file=total"]
+# As the program counts, with both of the slashes that a path begins with.
+LONGEST_PATH = 1022
+
+
+def shell(commands):
+    """A prefix that runs shell commands on the device first."""
+    return ["sh", "-c", f'{commands}; exec "$@"', "sh"]
+
+
+class InodeCacheTest(TraceTest):
+    def setUp(self):
+        super().setUp()
+        self.device.remove(CACHE)
+        for path in ("/data/deep/er/file", f"/data/{'n' * 255}/{'f' * 255}", "/data/sys/file",
+                     "/proc/1/stat", "/sys/file"):
+            self.touch(path)
+
+    def touch(self, path):
+        full = self.device.path(path)
+        os.makedirs(os.path.dirname(full), exist_ok=True)
+        with open(full, "w"):
+            pass
+
+    def begin(self, prefix=()):
+        return self.start("--iter=1", "--interval=0", "--block-dump", prefix=prefix,
+                          stdin=subprocess.DEVNULL)
+
+    def walk(self, setup=":", strace=(), status=0):
+        """One run on a device of few files. Returns its standard error; the report is always whole."""
+        tracer = [shutil.which("strace"), "-D", "-f", "-qq", "-s", "4096", *strace] if strace else []
+        with self.begin([*shell(setup), FEW_FILES, *tracer]) as program:
+            output = program.finish(status)
+            self.assertEqual([line for line in output.splitlines() if line.startswith("add=")], REPORT)
+            self.assertIn("\nuptime=", output)
+            return program.errors()
+
+    def lines(self):
+        return self.device.read(CACHE).splitlines()
+
+    def paths(self):
+        return [line.split(" ", 1)[1] for line in self.lines()]
+
+    def left(self):
+        return [path for path in (CACHE, UNFINISHED) if os.path.lexists(self.device.path(path))]
+
+    def regular_files(self):
+        """The lines for what is in /data, as this machine sees it."""
+        for folder, _, files in os.walk(self.device.path("/data")):
+            for file in files:
+                full = os.path.join(folder, file)
+                status = os.lstat(full)
+                if stat.S_ISREG(status.st_mode):
+                    yield (f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} "
+                           f"{full.removeprefix(self.device.folder)}")
+
+    def opened_directories(self, log):
+        """The directories that were opened to be walked, in their order."""
+        paths, opened = {}, []
+        for call, parent, name, flags, result in re.findall(
+                r'(openat|close)\((AT_FDCWD|\d+)(?:, "(.*?)", (.*?))?\) = (-?\d+)', log):
+            if call == "close":
+                paths.pop(parent, None)
+            elif "O_NOFOLLOW" in flags and "O_DIRECTORY" in flags:
+                paths[result] = name if parent == "AT_FDCWD" else f"{paths[parent].rstrip('/')}/{name}"
+                opened.append(paths[result])
+        return opened
+
+
+class Contents(InodeCacheTest):
+    def test_all_of_data(self):
+        os.symlink("/data/deep/er/file", self.device.path("/data/link"))
+        os.symlink("/data/deep", self.device.path("/data/deep/loop"))
+        os.symlink("nowhere", self.device.path("/data/dangling"))
+        os.mkfifo(self.device.path("/data/fifo"))
+        os.link(self.device.path("/data/log"), self.device.path("/data/log-again"))
+        self.walk()
+        lines = [line for line in self.lines() if " /data/" in line]
+        self.assertEqual(sorted(lines), sorted(self.regular_files()))
+
+    def test_kernel_files_are_not_there_and_their_likes_are(self):
+        self.device.write("/data/proc/file", "")
+        self.walk()
+        self.assertEqual([path for path in self.paths() if path.startswith(("/proc/", "/sys/", "//"))], [])
+        self.assertLessEqual({"/data/proc/file", "/data/sys/file"}, set(self.paths()))
+
+    def test_whole_machine(self):
+        with self.begin() as program:
+            program.finish()
+        status = os.stat("/etc/passwd")
+        self.assertIn(f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} /etc/passwd",
+                      self.lines())
+
+    def test_bind_mount_on_itself(self):
+        os.mkdir(self.device.path("/data/deep/again"))
+        once = set(line.split(" ", 1)[1] for line in self.regular_files())
+        self.walk("mount --bind /data /data/deep/again")
+        paths = [path for path in self.paths() if path.startswith("/data/")]
+        twice = [f"/data/deep/again{path.removeprefix('/data')}" for path in once]
+        # The cache itself is seen under a name that is not its own.
+        self.assertEqual(sorted(paths),
+                         sorted([*once, *twice, CACHE, f"/data/deep/again{UNFINISHED.removeprefix('/data')}"]))
+
+    def test_paths_around_the_longest(self):
+        def folder_of(length):
+            """A folder below /data, made, whose path has so many characters."""
+            path = "/data"
+            while length - len(path) > 202:
+                path += "/" + "d" * 200
+            path += "/" + "e" * (length - len(path) - 1)
+            os.makedirs(self.device.path(path), exist_ok=True)
+            return path
+
+        written = LONGEST_PATH - 1
+        near = folder_of(written - 10)
+        expected = []
+        for length in range(written - 2, written + 4):
+            path = f"{near}/{'f' * (length - len(near) - 1)}"
+            self.touch(path)
+            if length <= written:
+                expected.append(path)
+        for length in (written - 1, written, written + 1):
+            self.touch(f"{folder_of(length)}/f")
+        # Longer than any path that the kernel takes.
+        folder = os.open(self.device.path("/data/deep"), os.O_RDONLY)
+        for _ in range(30):
+            os.mkdir("d" * 200, dir_fd=folder)
+            below = os.open("d" * 200, os.O_RDONLY, dir_fd=folder)
+            os.close(folder)
+            folder = below
+        os.close(folder)
+        self.walk()
+        self.assertEqual(sorted(path for path in self.paths() if len(path) > 900), sorted(expected))
+
+
+class Walk(InodeCacheTest):
+    OPENS = ("-e", "trace=openat,close")
+
+    def test_each_directory_is_opened_once(self):
+        os.symlink("/data/deep", self.device.path("/data/link"))
+        expected = [folder.removeprefix(self.device.folder)
+                    for folder, _, _ in os.walk(self.device.path("/data"))]
+        opened = self.opened_directories(self.walk(strace=self.OPENS))
+        self.assertEqual(sorted(path for path in opened if path.startswith("/data")), sorted(expected))
+        self.assertEqual(len(set(opened)), len(opened))
+
+    def lost_with(self, calls, name):
+        """The paths that are missing when the main thread's call with this name finds nothing."""
+        lines = self.walk(strace=("-e", f"trace={calls}")).splitlines()
+        found = next(number for number, line in enumerate(lines) if f', "{name}", ' in line)
+        # Calls are counted for each thread, and a line of the only one has no thread's number.
+        thread = re.match(r"(\[pid +\d+\] )?", lines[found])[0]
+        count = sum(line.startswith(thread) or not line.startswith("[") for line in lines[:found + 1])
+        paths = set(self.paths())
+        self.device.remove(CACHE)
+        self.walk(strace=("-e", f"trace={calls}", "-e", f"inject={calls}:error=ENOENT:when={count}"))
+        return {path for path in paths - set(self.paths()) if path.startswith("/data/")}
+
+    def test_directory_that_vanishes(self):
+        self.assertEqual(self.lost_with("openat", "er"), {"/data/deep/er/file"})
+
+    def test_file_that_vanishes(self):
+        self.assertEqual(self.lost_with("/fstatat", "f" * 255), {f"/data/{'n' * 255}/{'f' * 255}"})
+
+    def test_cache_that_is_there_is_not_made_again(self):
+        self.device.write(CACHE, "")
+        self.assertEqual(self.opened_directories(self.walk(strace=self.OPENS)), [])
+        self.assertEqual(self.lines(), [])
+
+
+class NoCache(InodeCacheTest):
+    """Nothing is walked where nothing can be written, and the report comes nevertheless."""
+
+    def check(self, setup=":"):
+        log = self.walk(setup, strace=("-e", "trace=openat,close"))
+        self.assertIn(f'"{UNFINISHED}"', log)
+        self.assertEqual(self.opened_directories(log), [])
+        self.assertFalse(os.path.exists(self.device.path(CACHE)))
+
+    def test_data_that_is_read_only(self):
+        self.check("mount --bind /data /data && mount -o remount,bind,ro /data")
+
+    def test_data_that_is_missing(self):
+        self.check("umount /data && rmdir /data")
+
+    def test_name_that_is_taken_by_a_folder(self):
+        self.device.write(f"{UNFINISHED}/file", "")
+        self.check()
+
+    def test_full_disk(self):
+        # Names take no room there, but the cache of them does.
+        fill = (f"mount -t tmpfs -o size=64k full /data && mkdir /data/a && "
+                f"for i in $(seq 2000); do : > /data/a/${{i}}{'n' * 200}; done")
+        log = self.walk(f'{fill}; "$@"; ls -A /data >&2; exit', strace=("-e", "trace=write,/fstatat"))
+        before, failed, after = log.partition("ENOSPC")
+        self.assertTrue(failed)
+        files = r'fstatat\w*\(\d+, "[^"]'
+        self.assertRegex(before, files)
+        self.assertNotRegex(after, files)
+        self.assertTrue(log.endswith("\na\n"), "the folder is all that is left")
+
+
+class Unfinished(InodeCacheTest):
+    """The file that the walk writes, until it has the cache's name."""
+
+    def setUp(self):
+        super().setUp()
+        for number in range(4096):
+            self.touch(f"/data/deep/{number}")
+
+    def stop_in_the_walk(self, prefix=()):
+        """A run that stands still in the middle of its walk, which is one over the whole machine."""
+        for _ in range(20):
+            program = self.begin(prefix)
+            self.addCleanup(program.__exit__)
+            wait_for(self.left, "the walk begins")
+            program.send(signal.SIGSTOP)
+            wait_for(lambda: program.state() in "TZ", "the program stands still")
+            if self.left() == [UNFINISHED]:
+                return program
+            program.send(signal.SIGCONT)
+            program.finish()
+            self.device.remove(CACHE)
+        raise AssertionError("the walk is always over before it can be stopped")
+
+    def test_interrupt_leaves_nothing(self):
+        if HOLDS_SIGNALS_BACK:
+            self.skipTest("this sanitizer holds the interrupt back until the walk is over")
+        program = self.stop_in_the_walk()
+        program.send(signal.SIGINT)
+        program.send(signal.SIGCONT)
+        program.finish()
+        self.assertEqual(self.left(), [])
+
+    def test_file_of_another_run_does_not_become_the_cache(self):
+        program = self.stop_in_the_walk()
+        self.device.write(UNFINISHED, "half a li")
+        program.send(signal.SIGCONT)
+        program.finish()
+        self.assertEqual(self.left(), [])
+
+    def test_file_of_a_run_that_was_killed_is_replaced(self):
+        self.device.write(UNFINISHED, "half a li")
+        self.walk()
+        self.assertEqual(self.left(), [CACHE])
+        self.assertIn("/data/deep/er/file", self.paths())
+        self.assertNotIn("half a li", self.device.read(CACHE))
+
+    def test_planted_link_is_not_followed(self):
+        self.device.write("/data/victim", "untouched")
+        os.symlink("/data/victim", self.device.path(UNFINISHED))
+        self.walk()
+        self.assertEqual(self.device.read("/data/victim"), "untouched")
+        self.assertEqual(self.left(), [CACHE])
+        self.assertFalse(os.path.islink(self.device.path(CACHE)))
+
+    def test_only_its_owner_may_write_the_cache(self):
+        self.walk("umask 0")
+        self.assertEqual(stat.S_IMODE(os.stat(self.device.path(CACHE)).st_mode) & ~0o644, 0)
+
+    def errors_of_a_long_walk(self, prefix=()):
+        program = self.stop_in_the_walk(prefix)
+        # The progress is shown once a second.
+        time.sleep(1.1)
+        program.send(signal.SIGCONT)
+        program.finish()
+        return program.errors()
+
+    def test_progress_on_a_terminal(self):
+        master, slave = os.openpty()
+        self.addCleanup(os.close, master)
+        self.addCleanup(os.close, slave)
+        self.assertEqual(self.errors_of_a_long_walk(shell(f"exec 2>{os.ttyname(slave)}")), "")
+        self.assertRegex(os.read(master, 65536).decode(),
+                         r"^(\rReading the file system: \d+ files)+\r\n$")
+
+    def test_no_progress_elsewhere(self):
+        self.assertEqual(self.errors_of_a_long_walk(), "")
