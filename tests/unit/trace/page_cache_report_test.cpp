@@ -13,9 +13,13 @@ namespace {
 
 constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
 
-StringSink reportOf(const PageCacheCounts& counts, const std::string& inodes = "") {
+StringSink reportOf(const PageCacheCounts& counts, std::string inodes = "") {
   InodePaths paths;
-  paths.merge(inodes);
+  paths.merge([&inodes](char* buffer, size_t size) {
+    const size_t length = inodes.copy(buffer, size);
+    inodes.erase(0, length);
+    return length;
+  });
   StringSink sink;
   formatPageCache(counts, paths, sink);
   return sink;
