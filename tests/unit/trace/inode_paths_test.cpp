@@ -8,6 +8,7 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarnwick {
 namespace {
@@ -152,16 +153,16 @@ std::string randomText(std::mt19937& random) {
   return text;
 }
 
-// What the C library makes of a text. Lines longer than are seen do not come in one.
+// What the C library makes of a text, whose keys and paths lie in what is seen of their lines.
 std::map<std::string, std::string> scanned(const std::string& text) {
   std::map<std::string, std::string> paths;
   for (size_t at = 0; at < text.size();) {
     const size_t end = std::min(text.find('\n', at), text.size());
-    std::string key(text.size() + 1, '\0');
-    std::string path(text.size() + 1, '\0');
+    std::vector<char> key(text.size() + 1);
+    std::vector<char> path(text.size() + 1);
     if (sscanf(text.substr(at, end - at).c_str(), "%s %s", key.data(), path.data()) == 2) {
-      paths.emplace(std::string(key.c_str()).substr(0, 79),
-                    std::string(path.c_str()).substr(0, 511));
+      paths.emplace(std::string_view(key.data()).substr(0, 79),
+                    std::string_view(path.data()).substr(0, 511));
     }
     at = end + 1;
   }
