@@ -287,6 +287,7 @@ class Unfinished(InodeCacheTest):
         master, slave = os.openpty()
         self.addCleanup(os.close, master)
         self.addCleanup(os.close, slave)
+        os.set_blocking(master, False)
         self.assertEqual(self.errors_of_a_long_walk(shell(f"exec 2>{os.ttyname(slave)}")), "")
         self.assertRegex(os.read(master, 65536).decode(),
                          r"^(\rReading the file system: \d+ files)+\r\n$")
