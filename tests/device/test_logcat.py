@@ -1,0 +1,305 @@
+"""The platform's log during a trace: its KPI lines, and a logcat that does what it should not."""
+
+import os
+import signal
+import subprocess
+
+from test_trace import FALLBACK, PRINT_AND_STAY, STAY, TraceTest, sched
+from program import wait_for
+
+LINE = "11-20 16:41:43.123  1234  1250 {} {}: {} cmp={}\n"
+RECORD = ("time={:.6f} tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid={} tid_name=kpi "
+          "name=KPI-R2K-{}\n")
+FIRST = "Received first trace message...\n"
+KILLING = "Killing logcat process {}\n"
+CLEAR = "[logcat][-c]\n"
+CAPTURE = ("[logcat][-v][threadtime][-b][main][*:s][KPI-R2K-ID-2][KPI-R2K-ZY-6][KPI-R2K-AT-1]"
+           "[KPI-R2K-AT-5][KPI-R2K-AT-6][KPI-R2K-AMS-1][KPI-R2K-AMS-6][KPI-R2K-AMS-8][KPI-R2K-WMS-2]"
+           "[KPI-R2K-WMS-3][KPI-R2K-WMS-5][KPI-R2K-WMS-6]\n")
+
+
+def kpi(tag, number, component="com.example/.Main", priority="I"):
+    return LINE.format(priority, f"KPI-R2K-{tag}", number, component)
+
+
+def wait_record(tid, duration):
+    return (f"time=35.993756 tag=nr duration={duration} cpu=1 tgid={tid} tgid_name=p tid={tid} "
+            "tid_name=p name=wait\n")
+
+
+class LogTest(TraceTest):
+    def log(self, *lines):
+        self.device.write("/data/log", b"".join(line if isinstance(line, bytes) else line.encode()
+                                                for line in lines))
+
+    def measure_log(self, *lines):
+        """The records of one measurement with these lines in the log."""
+        self.log(*lines)
+        with self.start("--enter", "--systrace") as program:
+            self.wait_until_logged()
+            program.type("\n")
+            program.finish()
+        return self.records()
+
+    def measure_again(self, program):
+        """The records of one more measurement in signal mode."""
+        program.toggle()
+        self.wait_until_logged()
+        program.toggle()
+        self.device.remove("/data/logcat-pid")
+        return self.records()
+
+
+class Kpi(LogTest):
+    def test_record_of_a_line(self):
+        self.assertEqual(self.measure_log(kpi("AT-1", "5000 ms")), RECORD.format(5, 0, "AT-1"))
+
+    def test_other_priorities_tags_and_messages_are_passed_over(self):
+        self.assertEqual(self.measure_log(kpi("AT-1", 5000, priority="D"), kpi("AT-1", "soon"),
+                                          LINE.format("I", "Other", 5000, "KPI-R2K"), "KPI-R2K-\n",
+                                          kpi("AT-1", 1)),
+                         RECORD.format(0.001, 0, "AT-1"))
+
+    def test_process_of_an_application(self):
+        self.device.process(4321, "m.example", cmdline="com.example\0")
+        for component in ("com.example/.Main", "com.example", "com.example/a/b", "com.example/"):
+            with self.subTest(component):
+                self.assertEqual(
+                    self.measure_log(kpi("AT-1", 1), kpi("AMS-1", 2, component), kpi("ZY-6", 3),
+                                     kpi("AMS-1", 4)),
+                    RECORD.format(0.001, 0, "AT-1") + RECORD.format(0.002, 4321, "AMS-1")
+                    + RECORD.format(0.003, 0, "ZY-6") + RECORD.format(0.004, 0, "AMS-1"))
+                self.device.remove("/data/logcat-pid")
+
+    def test_application_that_does_not_run_is_looked_for_again(self):
+        self.device.process(4321, "m.example", cmdline="com.example\0")
+        self.device.process(4322, "long", cmdline="c" * 300 + "\0")
+        self.assertEqual(
+            self.measure_log(kpi("AMS-1", 1, "com.other/.Main"), kpi("AMS-1", 2).replace("cmp=", "cm="),
+                             kpi("AMS-1", 3, "c" * 300), kpi("AMS-1", 4), kpi("AMS-1", 5)),
+            RECORD.format(0.001, 0, "AMS-1") + RECORD.format(0.002, 0, "AMS-1")
+            + RECORD.format(0.003, 0, "AMS-1") + RECORD.format(0.004, 4321, "AMS-1")
+            + RECORD.format(0.005, 0, "AMS-1"))
+
+    def test_process_of_the_line_where_the_tag_says_so(self):
+        self.device.process(4321, "m.example", cmdline="com.example\0")
+        self.assertEqual(
+            self.measure_log(kpi("AMS-1", 1, "com.other/.Main"), kpi("ZY-6", 2), kpi("ZY-6", 3),
+                             kpi("AMS-1", 4)),
+            RECORD.format(0.001, 0, "AMS-1") + RECORD.format(0.002, 1234, "ZY-6")
+            + RECORD.format(0.003, 0, "ZY-6") + RECORD.format(0.004, 0, "AMS-1"))
+
+    def test_process_is_told_once_in_a_life(self):
+        self.log(kpi("ZY-6", 1))
+        with self.start("--sig", "--systrace") as program:
+            self.assertEqual(self.measure_again(program), RECORD.format(0.001, 1234, "ZY-6"))
+            for _ in range(2):
+                self.assertEqual(self.measure_again(program), RECORD.format(0.001, 0, "ZY-6"))
+            program.interrupt()
+
+    def test_long_tag(self):
+        # As much of it is kept as there is room for.
+        self.assertEqual(
+            self.measure_log(kpi("AT-1", 1), kpi("AT-1" + "x" * 300, 2), kpi("AT-1", 3)),
+            RECORD.format(0.001, 0, "AT-1") + RECORD.format(0.002, 0, "AT-1" + "x" * 19)
+            + RECORD.format(0.003, 0, "AT-1"))
+
+    def test_lines_are_cut(self):
+        head = kpi("AT-1", "").split(" cmp")[0]
+        self.assertEqual(
+            self.measure_log("x" * 100000 + "\n", kpi("AT-1", 1), "x" * 1023, kpi("AT-1", 2),
+                             # The first line of 1023 characters ends in the middle of its number.
+                             head + " " * (1023 - len(head) - 2) + "34567\n", kpi("AT-1", 4)),
+            RECORD.format(0.001, 0, "AT-1") + RECORD.format(0.002, 0, "AT-1")
+            + RECORD.format(0.034, 0, "AT-1") + RECORD.format(0.004, 0, "AT-1"))
+
+    def test_binary_lines(self):
+        garbage = bytes(range(256)).replace(b"\n", b"") * 3
+        line = kpi("AT-1", 2).encode()
+        self.assertEqual(
+            self.measure_log(kpi("AT-1", 1), b"\0\n", b"\0" + line, line.replace(b"KPI-", b"KPI\0-"),
+                             line.replace(b" cmp", b"\0cmp"), garbage + b"\n", line.rstrip() + garbage + b"\n",
+                             kpi("AT-1", 3)),
+            RECORD.format(0.001, 0, "AT-1") + 2 * RECORD.format(0.002, 0, "AT-1")
+            + RECORD.format(0.003, 0, "AT-1"))
+
+
+class BothThreads(LogTest):
+    def test_records_in_the_order_of_appending(self):
+        self.task(7, 7, "p")
+        with self.start("--enter", "--systrace") as program:
+            log = os.open(f"/proc/{self.wait_until_logged()}/fd/1", os.O_RDWR)
+            self.addCleanup(os.close, log)
+            for number in (1, 2, 3):
+                self.send(sched("wait", 7, "p", number))
+                self.settle()
+                os.write(log, kpi("AT-1", number).encode())
+                self.settle(log)
+            program.type("\n")
+            program.finish()
+        self.assertEqual(self.records(), "".join(
+            wait_record(7, number) + RECORD.format(number / 1000, 0, "AT-1") for number in (1, 2, 3)))
+
+    def test_first_message_of_the_trace_is_told_once_in_a_life(self):
+        self.task(7, 7, "p")
+        self.log(kpi("AT-1", 1))
+        with self.start("--sig", "--systrace") as program:
+            self.measure_again(program)
+            self.assertEqual(program.output().count(FIRST), 0)
+            for _ in range(2):
+                self.send(sched("wait", 7, "p", 5))
+                self.measure_again(program)
+                self.assertEqual(program.output().count(FIRST), 1)
+            program.interrupt()
+
+
+class Commands(LogTest):
+    def test_log_is_cleared_before_it_is_captured(self):
+        self.measure_log()
+        self.assertEqual(self.calls(), CLEAR + CAPTURE + FALLBACK)
+
+    def sleeper(self):
+        process = subprocess.Popen(["sleep", "1000"])
+        self.addCleanup(process.wait)
+        self.addCleanup(process.kill)
+        return process
+
+    def kill_seen(self, *processes):
+        """A measurement whose trace names these processes, as (id, name)."""
+        with self.start("--enter", "--systrace") as program:
+            self.wait_until_logged()
+            for pid, name in processes:
+                self.task(pid, pid, name)
+                self.send(sched("wait", pid, "x", 5))
+            self.settle()
+            program.type("\n")
+            output = program.finish()
+        self.assertEqual(self.processes(), [])
+        return output
+
+    def test_logcat_that_the_trace_has_seen_is_killed(self):
+        process = self.sleeper()
+        self.assertIn(KILLING.format(process.pid), self.kill_seen((process.pid, "logcat")))
+        self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.assertEqual(self.calls(), CLEAR + CAPTURE)
+
+    def test_own_logcat_is_killed(self):
+        self.logcat("trap '' TERM INT\n" + PRINT_AND_STAY)
+        with self.start("--enter", "--systrace") as program:
+            pid = self.wait_until_logged()
+            self.task(pid, pid, "logcat")
+            self.send(sched("runtime", pid, "logcat", 5))
+            self.settle()
+            program.type("\n")
+            self.assertIn(KILLING.format(pid), program.finish())
+        self.assertEqual(self.processes(), [])
+        self.assertEqual(self.calls(), CLEAR + CAPTURE)
+
+    def test_lowest_of_those_named_logcat_is_killed(self):
+        other, first, second = sorted((self.sleeper() for _ in range(3)), key=lambda each: each.pid)
+        output = self.kill_seen((second.pid, "logcat"), (other.pid, "logcatd"), (first.pid, "logcat"))
+        self.assertEqual(output.count("Killing"), 1)
+        self.assertIn(KILLING.format(first.pid), output)
+        self.assertEqual(first.wait(), -signal.SIGKILL)
+        self.assertEqual([process.poll() for process in (other, second)], [None, None])
+
+    def test_threads_of_logcat_lead_to_its_process(self):
+        process = self.sleeper()
+        with self.start("--enter", "--systrace") as program:
+            self.wait_until_logged()
+            self.task(1, process.pid, "logcat")
+            self.send(sched("wait", 1, "reader", 0))
+            self.settle()
+            program.type("\n")
+            self.assertIn(KILLING.format(process.pid), program.finish())
+        self.assertEqual(process.wait(), -signal.SIGKILL)
+
+    def test_names_of_an_earlier_measurement_end_nothing(self):
+        process = self.sleeper()
+        self.task(7, 7, "p")
+        with self.start("--sig", "--systrace") as program:
+            program.toggle()
+            self.wait_until_logged()
+            self.task(process.pid, process.pid, "logcat")
+            self.send(sched("wait", process.pid, "x", 5))
+            self.settle()
+            program.toggle()
+            self.assertEqual(process.wait(), -signal.SIGKILL)
+            self.device.remove("/data/logcat-pid")
+            self.measure_again(program)
+            self.assertEqual(program.interrupt().count("Killing"), 1)
+        self.assertEqual(self.calls(), 2 * (CLEAR + CAPTURE) + FALLBACK)
+
+
+class BadLogcat(LogTest):
+    """Whatever it does: the measurement ends, the other records are there, and no child is left."""
+
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
+
+    def assert_measures(self, before_stop=lambda: None, records="", prefix=()):
+        with self.start("--enter", "--systrace", prefix=prefix) as program:
+            program.wait_until_waiting()
+            before_stop()
+            self.send(sched("wait", 7, "p", 5))
+            program.type("\n")
+            self.assertIn("body_temp=", program.finish())
+        self.assertEqual(self.processes(), [])
+        self.assertEqual(self.records(), records + wait_record(7, 5))
+
+    def test_there_is_none(self):
+        self.device.remove("/data/bin/logcat")
+        self.device.remove("/data/bin/busybox")
+        self.assert_measures(prefix=["env", "PATH=/data/bin"])
+
+    def test_cannot_be_executed(self):
+        os.chmod(self.device.path("/data/bin/logcat"), 0o644)
+        self.assert_measures(prefix=["env", "PATH=/data/bin"])
+
+    def test_prints_nothing(self):
+        self.logcat(STAY)
+        self.assert_measures(self.wait_until_logged)
+
+    def test_prints_without_pause(self):
+        self.logcat("exec yes 11-20 16:41:43.123 1 2 I Other: 5")
+        self.assert_measures(self.logcat_pid)
+
+    def test_ends_at_once(self):
+        self.logcat("cat /data/log; exit 3")
+
+        def wait():
+            pid = self.logcat_pid()
+            wait_for(lambda: pid not in self.processes(), "logcat has ended")
+        for line in (kpi("AT-1", 1), kpi("AT-1", 1).rstrip("\n")):
+            with self.subTest(line):
+                self.log(line)
+                self.assert_measures(wait, RECORD.format(0.001, 0, "AT-1"))
+                self.device.remove("/data/logcat-pid")
+
+    def test_closes_its_output(self):
+        self.logcat("exec sleep 1000 >&-")
+        self.assert_measures(self.wait_until_logged)
+
+    def test_cannot_be_ended(self):
+        self.logcat("trap '' TERM INT HUP PIPE\n" + PRINT_AND_STAY)
+        for tool in ("exit 0", "exit 1"):
+            with self.subTest(tool):
+                self.tool("busybox", tool)
+                self.assert_measures(self.wait_until_logged)
+                self.device.remove("/data/logcat-pid")
+
+    def test_busybox_prints_log_lines(self):
+        # Its output is not the log.
+        self.tool("busybox", "cat /data/lines; kill $(cat /data/logcat-pid)")
+        self.tool("logcat", '[ "$1" = -c ] && exec cat /data/lines\necho $$ > /data/logcat-pid\n' + STAY)
+        self.device.write("/data/lines", kpi("AT-1", 1))
+        self.assert_measures(self.wait_until_logged)
+
+    def test_hangs(self):
+        self.tool("logcat", f"echo $$ > /data/logcat-pid\n{STAY}")
+        self.assert_measures(self.wait_until_logged)
+
+    def test_busybox_hangs(self):
+        self.tool("busybox", STAY)
+        self.assert_measures(self.wait_until_logged)
