@@ -1,0 +1,130 @@
+"""What the trace holds that it should not, and a /data that does not take its file."""
+
+import os
+import random
+
+from test_trace import TraceTest, sched
+
+RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid=7 tgid_name=p tid={} tid_name={} name=wait\n")
+
+
+class BadLines(TraceTest):
+    """The good lines between them are all recorded."""
+
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
+
+    def assert_records(self, lines, records):
+        self.trace(*lines)
+        self.assertEqual(self.records(), "".join(records))
+
+    def assert_all_bad(self, *lines):
+        good, records = [], []
+        for number in range(1, len(lines) + 2):
+            good.append(sched("wait", 7, "p", number))
+            records.append(RECORD.format(number, 7, "p"))
+        mixed = [line for pair in zip(good, lines) for line in pair] + good[-1:]
+        self.assert_records(mixed, records)
+
+    def test_no_events(self):
+        self.assert_all_bad("CPU:1 [LOST 2825 EVENTS]\n", "\n", " [\n", "[\n", "x" * 5000 + "\n",
+                            "p-7 [001] .... 1.5: sched_switch: prev_comm=p prev_pid=7 delay=5\n",
+                            "p-7 [001] .... 1.5: sched_stat_\n",
+                            "p-7 [001] .... 1.5: sched_stat_sleep: comm=p pid=7 delay=5 [ns]\n")
+
+    def test_parts_that_are_missing(self):
+        line = sched("wait", 7, "p", 5)
+        self.assert_all_bad(*(line.replace(part, "") for part in
+                              ("[001]", "comm=", "pid=", "pid=7", "delay=", "delay=5", "35.993756:",
+                               "sched_stat_", " [")),
+                            line.replace("comm=p pid=7", "pid=7 comm=p"))
+
+    def test_nul_bytes(self):
+        line = sched("wait", 7, "p", 5)
+        self.assert_all_bad("\0\n", "\0\0\0" + line, *(line.replace(part, part[0] + "\0" + part[1:])
+                                                       for part in ("sched_", "comm=", "pid=", "delay=")))
+
+    def test_line_counts_up_to_its_nul_byte(self):
+        self.assert_records([sched("wait", 7, "p", 5).replace(" [ns]", "\0 [ns]")], RECORD.format(5, 7, "p"))
+
+    def test_binary_garbage(self):
+        noise = random.Random(1)
+        self.assert_all_bad(*("".join(chr(noise.choice([byte for byte in range(128) if byte != 10]))
+                                      for _ in range(length)) + "\n" for length in (1, 100, 1022, 3000)),
+                            "\xff\xfe\x80 [1] sched_stat_w comm=\xc3 pid=\x7f delay=\x01\n")
+
+    def test_names_of_any_length(self):
+        for tid in range(100, 106):
+            self.task(tid, 7, "p")
+        # In the kernel's format the name has its own blanks; the record has up to 79 characters.
+        names = ["", "a", "a b", "c" * 15, "d" * 80, "e" * 200]
+        self.assert_records([sched("wait", 100 + index, name, 5) for index, name in enumerate(names)],
+                            [RECORD.format(5, 100 + index, name[:79] or "blank")
+                             for index, name in enumerate(names)])
+
+    def test_numbers_that_overflow(self):
+        many = "9" * 30
+        self.assert_all_bad(*(sched("wait", 7, "p", value) for value in (many, "-" + many, 1 << 63)),
+                            sched("wait", many, "p", 5), sched("wait", "-" + many, "p", 5))
+
+    def test_lines_are_cut(self):
+        line = sched("wait", 7, "p", 123456)
+        head = line.split("3456")[0]
+        self.assert_records(
+            ["x" * 1023, sched("wait", 7, "p", 1), "x" * 10230, sched("wait", 7, "p", 2),
+             # The first line of 1023 characters ends in the middle of its number.
+             "x" * (1023 - len(head)) + line, sched("wait", 7, "p", 3)],
+            [RECORD.format(value, 7, "p") for value in (1, 2, 12, 3)])
+
+
+class DataFolder(TraceTest):
+    """Whatever becomes of the file, the report prints."""
+
+    def measure_in(self, setup, *options):
+        """The output of a measurement behind these commands, which see the device."""
+        with self.start("--enter", *options, prefix=["sh", "-c", setup + ' && exec "$@"', "sh"]) as program:
+            program.wait_until_waiting()
+            for number in range(200):
+                self.send(sched("wait", 7, "p", number + 1))
+            program.type("\n")
+            output = program.finish()
+        self.assertIn("body_temp=", output)
+        self.assertEqual(self.processes(), [])
+        return output
+
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
+
+    def test_folder_is_missing(self):
+        for option in ("--systrace", "--block-dump"):
+            with self.subTest(option):
+                output = self.measure_in("umount /data && rmdir /data", option)
+                self.assertNotIn("trace.txt", output)
+
+    def test_folder_is_read_only(self):
+        self.device.remove("/data/inode.txt")
+        for option in ("--systrace", "--block-dump"):
+            with self.subTest(option):
+                output = self.measure_in("mount -o remount,bind,ro /data", option)
+                self.assertNotIn("trace.txt", output)
+        self.assertEqual(set(os.listdir(self.device.path("/data"))), {"bin", "log"})
+
+    def test_folder_is_full(self):
+        output = self.measure_in("mount -t tmpfs -o size=4k tmpfs /data", "--systrace")
+        self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
+
+    def test_disk_is_full(self):
+        os.symlink("/dev/full", self.device.path("/data/trace.txt"))
+        output = self.measure_in("true", "--systrace")
+        self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
+
+    def test_file_is_a_folder(self):
+        os.mkdir(self.device.path("/data/trace.txt"))
+        self.assertNotIn("trace.txt", self.measure_in("true", "--systrace"))
+
+    def test_file_that_is_there_is_replaced(self):
+        self.device.write("/data/trace.txt", "x" * 1000000)
+        self.trace(sched("wait", 7, "p", 5))
+        self.assertEqual(self.records(), RECORD.format(5, 7, "p"))
