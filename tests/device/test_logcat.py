@@ -5,7 +5,7 @@ import signal
 import subprocess
 
 from test_trace import FALLBACK, PRINT_AND_STAY, STAY, TraceTest, sched
-from program import wait_for
+from program import DEADLINE_S, wait_for
 
 LINE = "11-20 16:41:43.123  1234  1250 {} {}: {} cmp={}\n"
 RECORD = ("time={:.6f} tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid={} tid_name=kpi "
@@ -180,7 +180,7 @@ class Commands(LogTest):
     def test_logcat_that_the_trace_has_seen_is_killed(self):
         process = self.sleeper()
         self.assertIn(KILLING.format(process.pid), self.kill_seen((process.pid, "logcat")))
-        self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
         self.assertEqual(self.calls(), CLEAR + CAPTURE)
 
     def test_own_logcat_is_killed(self):
@@ -200,7 +200,7 @@ class Commands(LogTest):
         output = self.kill_seen((second.pid, "logcat"), (other.pid, "logcatd"), (first.pid, "logcat"))
         self.assertEqual(output.count("Killing"), 1)
         self.assertIn(KILLING.format(first.pid), output)
-        self.assertEqual(first.wait(), -signal.SIGKILL)
+        self.assertEqual(first.wait(DEADLINE_S), -signal.SIGKILL)
         self.assertEqual([process.poll() for process in (other, second)], [None, None])
 
     def test_threads_of_logcat_lead_to_its_process(self):
@@ -212,7 +212,7 @@ class Commands(LogTest):
             self.settle()
             program.type("\n")
             self.assertIn(KILLING.format(process.pid), program.finish())
-        self.assertEqual(process.wait(), -signal.SIGKILL)
+        self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
 
     def test_names_of_an_earlier_measurement_end_nothing(self):
         process = self.sleeper()
@@ -224,7 +224,7 @@ class Commands(LogTest):
             self.send(sched("wait", process.pid, "x", 5))
             self.settle()
             program.toggle()
-            self.assertEqual(process.wait(), -signal.SIGKILL)
+            self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
             self.device.remove("/data/logcat-pid")
             self.measure_again(program)
             self.assertEqual(program.interrupt().count("Killing"), 1)
@@ -266,8 +266,19 @@ class BadLogcat(LogTest):
         self.assert_measures(self.wait_until_logged)
 
     def test_prints_without_pause(self):
-        self.logcat("exec yes 11-20 16:41:43.123 1 2 I Other: 5")
-        self.assert_measures(self.logcat_pid)
+        # For each line of the second kind all processes are searched: it is printed faster than taken.
+        for line in (LINE.format("I", "Other", 5, ""), kpi("AMS-1", 1, "com.other/.Main")):
+            self.logcat(f"exec yes '{line.strip()}'")
+            with self.subTest(line), self.start("--enter", "--systrace") as program:
+                self.logcat_pid()
+                program.wait_until_waiting()
+                self.send(sched("wait", 7, "p", 5))
+                program.type("\n")
+                self.assertIn("body_temp=", program.finish())
+            self.assertEqual(self.processes(), [])
+            records = self.records().splitlines(keepends=True)
+            self.assertEqual(set(records) - {RECORD.format(0.001, 0, "AMS-1")}, {wait_record(7, 5)})
+            self.device.remove("/data/logcat-pid")
 
     def test_ends_at_once(self):
         self.logcat("cat /data/log; exit 3")
