@@ -265,12 +265,27 @@ class BadLogcat(LogTest):
         self.logcat(STAY)
         self.assert_measures(self.wait_until_logged)
 
+    def wait_until_taken(self, pid):
+        """Waits until something of what this process prints has been read."""
+        pipe = os.open(f"/proc/{pid}/fd/1", os.O_RDONLY | os.O_NONBLOCK)
+        counts = [0]
+
+        def gets_less():
+            counts.append(self.unread(pipe))
+            return counts[-1] < counts[-2]
+        try:
+            wait_for(gets_less, "the log is read")
+        finally:
+            os.close(pipe)
+
     def test_prints_without_pause(self):
         # For each line of the second kind all processes are searched: it is printed faster than taken.
+        for pid in range(1000, 1100):
+            self.device.process(pid, "x", cmdline="x\0")
         for line in (LINE.format("I", "Other", 5, ""), kpi("AMS-1", 1, "com.other/.Main")):
             self.logcat(f"exec yes '{line.strip()}'")
             with self.subTest(line), self.start("--enter", "--systrace") as program:
-                self.logcat_pid()
+                self.wait_until_taken(self.logcat_pid())
                 program.wait_until_waiting()
                 self.send(sched("wait", 7, "p", 5))
                 program.type("\n")
