@@ -118,7 +118,8 @@ class Kpi(LogTest):
         line = kpi("AT-1", 2).encode()
         self.assertEqual(
             self.measure_log(kpi("AT-1", 1), b"\0\n", b"\0" + line, line.replace(b"KPI-", b"KPI\0-"),
-                             line.replace(b" cmp", b"\0cmp"), garbage + b"\n", line.rstrip() + garbage + b"\n",
+                             line.replace(b" cmp", b"\0cmp"), garbage + b"\n",
+                             line.rstrip() + garbage + b"\n",
                              kpi("AT-1", 3)),
             RECORD.format(0.001, 0, "AT-1") + 2 * RECORD.format(0.002, 0, "AT-1")
             + RECORD.format(0.003, 0, "AT-1"))

@@ -204,9 +204,9 @@ class BadControl(ControlTest):
 
 
 class NoWorker(ControlTest):
-    def end_of(self, option="--enter", **popen):
+    def end_of(self, option, **popen):
         """The output of a run that a worker ends with status 1."""
-        with self.start(option, "--systrace", **popen) as program:
+        with self.start("--enter", option, **popen) as program:
             wait_for(lambda: program.process.poll() is not None, "the program has ended")
             output = program.finish(status=1)
         self.wait_until_all_have_ended()
@@ -214,11 +214,9 @@ class NoWorker(ControlTest):
 
     def test_no_pipe(self):
         self.device.remove(f"{TRACING}/trace_pipe")
-        for option in ("--systrace", "--block-dump"):
-            with self.subTest(option), self.start("--enter", option) as program:
-                wait_for(lambda: program.process.poll() is not None, "the program has ended")
-                self.assertEqual(program.finish(status=1), "fopen(trace_pipe) failed!\n")
-            self.wait_until_all_have_ended()
+        for option in START:
+            with self.subTest(option):
+                self.assertEqual(self.end_of(option), "fopen(trace_pipe) failed!\n")
 
     def threads(self, option):
         """How many threads the program creates in all; those of the trace come last."""
@@ -245,7 +243,7 @@ class NoWorker(ControlTest):
             with self.subTest(calls):
                 fault = ["strace", "-f", "-o", "/dev/null", "-e", f"trace={calls}",
                          "-e", f"inject={calls}:error=EAGAIN"]
-                self.assertEqual(self.end_of(prefix=fault), "popen() failed!\n")
+                self.assertEqual(self.end_of("--systrace", prefix=fault), "popen() failed!\n")
 
 
 class Interrupt(ControlTest):
