@@ -8,7 +8,7 @@ namespace tarnwick {
 namespace {
 
 // As many digits as a double holds exactly, and the powers of ten that it does.
-constexpr int kExactDigits = 15;
+constexpr ptrdiff_t kExactDigits = 15;
 constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                    1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
@@ -18,22 +18,19 @@ bool Scanner::real(double& out) {
   space();
   // "35.993650": a quotient of two exact numbers is rounded once, as scanf rounds.
   uint64_t digits = 0;
-  int count = 0;
-  int decimals = 0;
-  bool point = false;
   const char* at = at_;
-  for (; at != end_; ++at) {
-    if (isDigit(*at)) {
+  for (; at != end_ && isDigit(*at); ++at) {
+    digits = digits * 10 + static_cast<uint64_t>(*at - '0');
+  }
+  ptrdiff_t count = at - at_;
+  ptrdiff_t decimals = 0;
+  if (count > 0 && at != end_ && *at == '.') {
+    const char* const point = at;
+    for (++at; at != end_ && isDigit(*at); ++at) {
       digits = digits * 10 + static_cast<uint64_t>(*at - '0');
-      decimals += point ? 1 : 0;
-      if (++count > kExactDigits) {
-        break;
-      }
-    } else if (*at == '.' && !point && count > 0) {
-      point = true;
-    } else {
-      break;
     }
+    decimals = at - point - 1;
+    count += decimals;
   }
   const bool plain = at == end_ || isSpace(*at) || *at == ':';
   if (count > 0 && count <= kExactDigits && plain) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -90,20 +91,17 @@ class Scanner {
   // "%ld": a number too large for 64 bits becomes the largest or smallest one, as with strtol(3).
   bool number(int64_t& out) {
     space();
-    const bool negative = at_ != end_ && *at_ == '-';
-    if (at_ != end_ && (*at_ == '-' || *at_ == '+')) {
-      ++at_;
-    }
+    const bool negative = sign();
     if (at_ == end_ || !isDigit(*at_)) {
       return false;
     }
+    uint64_t magnitude = fittingDigits();
     const uint64_t limit = static_cast<uint64_t>(std::numeric_limits<int64_t>::max()) +
                            static_cast<uint64_t>(negative);
-    uint64_t magnitude = 0;
-    do {
+    for (; at_ != end_ && isDigit(*at_); ++at_) {
       const auto digit = static_cast<uint64_t>(*at_ - '0');
       magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
-    } while (++at_ != end_ && isDigit(*at_));
+    }
     out = static_cast<int64_t>(negative ? -magnitude : magnitude);
     return true;
   }
@@ -120,12 +118,28 @@ class Scanner {
 
   // "%lu": as strtoul(3), so a minus sign negates, and what does not fit becomes the largest
   // number.
-  bool unsignedNumber(uint64_t& out) { return unsignedDigits(out, 10); }
+  bool unsignedNumber(uint64_t& out) {
+    space();
+    const bool negative = sign();
+    if (at_ == end_ || !isDigit(*at_)) {
+      return false;
+    }
+    constexpr uint64_t kLargest = std::numeric_limits<uint64_t>::max();
+    uint64_t magnitude = fittingDigits();
+    bool overflow = false;
+    for (; at_ != end_ && isDigit(*at_); ++at_) {
+      const auto digit = static_cast<uint64_t>(*at_ - '0');
+      overflow = overflow || magnitude > (kLargest - digit) / 10;
+      magnitude = magnitude * 10 + digit;
+    }
+    out = overflow ? kLargest : negative ? -magnitude : magnitude;
+    return true;
+  }
 
   // "%hu": the number of "%lu" cut to its low 16 bits.
   bool unsignedShort(uint16_t& out) {
     uint64_t wide = 0;
-    if (!unsignedDigits(wide, 10)) {
+    if (!unsignedNumber(wide)) {
       return false;
     }
     out = static_cast<uint16_t>(wide);
@@ -133,7 +147,24 @@ class Scanner {
   }
 
   // "%lx": hexadecimal with or without 0x, otherwise as "%lu".
-  bool hexNumber(uint64_t& out) { return unsignedDigits(out, 16); }
+  bool hexNumber(uint64_t& out) {
+    space();
+    const bool negative = sign();
+    if (at_ == end_ || !isHexDigit(*at_)) {
+      return false;
+    }
+    if (*at_ == '0' && ++at_ != end_ && (*at_ | 0x20) == 'x') {
+      ++at_;  // a lone "0x" is the number 0, and its "x" is gone
+    }
+    uint64_t magnitude = 0;
+    bool overflow = false;
+    for (; at_ != end_ && isHexDigit(*at_); ++at_) {
+      overflow = overflow || magnitude >> 60U != 0;
+      magnitude = magnitude << 4U | hexValue(*at_);
+    }
+    out = overflow ? std::numeric_limits<uint64_t>::max() : negative ? -magnitude : magnitude;
+    return true;
+  }
 
   // "%lf"
   bool real(double& out);
@@ -156,6 +187,33 @@ class Scanner {
   // What has not been scanned yet.
   std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
 
+  // "%*ld", which takes the same characters as "%*lu"
+  bool skipNumber() {
+    space();
+    sign();
+    const char* const digits = at_;
+    while (at_ != end_ && isDigit(*at_)) {
+      ++at_;
+    }
+    return at_ != digits;
+  }
+
+  // "%*lx"
+  bool skipHexNumber() {
+    space();
+    sign();
+    if (at_ == end_ || !isHexDigit(*at_)) {
+      return false;
+    }
+    if (*at_ == '0' && ++at_ != end_ && (*at_ | 0x20) == 'x') {
+      ++at_;
+    }
+    while (at_ != end_ && isHexDigit(*at_)) {
+      ++at_;
+    }
+    return true;
+  }
+
   // `count` times "%*ld"; false as soon as one of them fails.
   bool skipNumbers(int count) {
     for (; count > 0; --count) {
@@ -168,61 +226,35 @@ class Scanner {
 
  private:
   static bool isSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-  static bool isDigit(char c) { return c >= '0' && c <= '9'; }
+  static bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
-  bool skipNumber() {
-    space();
-    if (at_ != end_ && (*at_ == '-' || *at_ == '+')) {
-      ++at_;
-    }
-    const char* const digits = at_;
-    while (at_ != end_ && isDigit(*at_)) {
-      ++at_;
-    }
-    return at_ != digits;
-  }
-
-  // -1 for a character that is no digit of the base, 10 or 16.
-  static int digitValue(char c, unsigned base) {
-    if (isDigit(c)) {
-      return c - '0';
-    }
-    const char lower = static_cast<char>(c | 0x20);
-    return base == 16 && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
-  }
-
-  bool unsignedDigits(uint64_t& out, unsigned base) {
-    space();
-    const bool negative = at_ != end_ && *at_ == '-';
-    if (at_ != end_ && (*at_ == '-' || *at_ == '+')) {
-      ++at_;
-    }
-    bool any = false;
-    if (base == 16 && at_ != end_ && *at_ == '0') {
-      // A lone "0x" is the number 0, and its "x" is gone.
-      any = true;
-      ++at_;
-      if (at_ != end_ && (*at_ | 0x20) == 'x') {
-        ++at_;
-      }
-    }
-    constexpr uint64_t kLargest = std::numeric_limits<uint64_t>::max();
-    uint64_t magnitude = 0;
-    bool overflow = false;
-    for (; at_ != end_; ++at_, any = true) {
-      const int digit = digitValue(*at_, base);
-      if (digit < 0) {
-        break;
-      }
-      const auto value = static_cast<uint64_t>(digit);
-      overflow = overflow || magnitude > (kLargest - value) / base;
-      magnitude = magnitude * base + value;
-    }
-    if (!any) {
+  // Takes a sign, if there is one. Whether it is a minus.
+  bool sign() {
+    if (at_ == end_ || (*at_ != '-' && *at_ != '+')) {
       return false;
     }
-    out = overflow ? kLargest : negative ? -magnitude : magnitude;
-    return true;
+    return *at_++ == '-';
+  }
+
+  // The number of the digits that come next, up to as many as fit in any 64 bits.
+  uint64_t fittingDigits() {
+    constexpr ptrdiff_t kFitting = 18;
+    const char* const end = end_ - at_ > kFitting ? at_ + kFitting : end_;
+    uint64_t magnitude = 0;
+    for (; at_ != end && isDigit(*at_); ++at_) {
+      magnitude = magnitude * 10 + static_cast<uint64_t>(*at_ - '0');
+    }
+    return magnitude;
+  }
+
+  static bool isHexDigit(char c) {
+    const auto letter = static_cast<unsigned char>((c | 0x20) - 'a');
+    return isDigit(c) || letter < 6;
+  }
+
+  // Of a hexadecimal digit.
+  static uint64_t hexValue(char c) {
+    return static_cast<uint64_t>(isDigit(c) ? c - '0' : (c | 0x20) - 'a' + 10);
   }
 
   const char* at_;

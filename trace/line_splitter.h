@@ -13,6 +13,7 @@ class LineSplitter {
   // Takes the next bytes of the stream and calls `visit` with each line that they complete.
   template <typename Visit>
   void feed(std::string_view bytes, Visit visit) {
+    const bool noNul = bytes.find('\0') == std::string_view::npos;
     while (!bytes.empty()) {
       const size_t room = line_.size() - length_;
       const std::string_view next = bytes.substr(0, room);
@@ -20,7 +21,7 @@ class LineSplitter {
       const size_t taken = newline == std::string_view::npos ? next.size() : newline + 1;
       const bool complete = newline != std::string_view::npos || taken == room;
       if (complete && length_ == 0) {
-        visit(text(bytes.data(), taken));
+        visit(noNul ? bytes.substr(0, taken) : text(bytes.data(), taken));
       } else {
         memcpy(line_.data() + length_, bytes.data(), taken);
         length_ += taken;

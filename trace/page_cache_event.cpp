@@ -1,18 +1,19 @@
 #include "trace/page_cache_event.h"
 
 #include "sysstat/scan.h"
+#include "trace/find_text.h"
 
 namespace tarnwick {
 
 namespace {
 
 // "dev 179:2 ino c", and the blank behind it.
-bool scanFile(Scanner& scan, PageCacheEvent& event) {
+bool scanFile(Scanner& scan, PageCacheFile& file) {
   if (!scan.literal("dev")) {
     return false;
   }
   scan.space();
-  if (!scan.unsignedShort(event.major) || !scan.literal(':') || !scan.unsignedShort(event.minor)) {
+  if (!scan.unsignedShort(file.major) || !scan.literal(':') || !scan.unsignedShort(file.minor)) {
     return false;
   }
   scan.space();
@@ -20,7 +21,7 @@ bool scanFile(Scanner& scan, PageCacheEvent& event) {
     return false;
   }
   scan.space();
-  if (!scan.hexNumber(event.inode)) {
+  if (!scan.hexNumber(file.inode)) {
     return false;
   }
   scan.space();
@@ -29,8 +30,7 @@ bool scanFile(Scanner& scan, PageCacheEvent& event) {
 
 // "page=fffffece3ae04f80", and the blank behind it.
 bool scanPage(Scanner& scan) {
-  uint64_t ignored = 0;
-  if (!scan.literal("page=") || !scan.hexNumber(ignored)) {
+  if (!scan.literal("page=") || !scan.skipHexNumber()) {
     return false;
   }
   scan.space();
@@ -39,32 +39,29 @@ bool scanPage(Scanner& scan) {
 
 // "ofs=4096"
 bool scanOffset(Scanner& scan) {
-  uint64_t ignored = 0;
   scan.space();
-  return scan.literal("ofs=") && scan.unsignedNumber(ignored);
+  return scan.literal("ofs=") && scan.skipNumber();
 }
 
 // "page=fffffece3ae04f80 pfn=262462 ofs=0"
 bool isOlderForm(Scanner scan) {
-  int64_t ignored = 0;
-  return scanPage(scan) && scan.literal("pfn=") && scan.number(ignored) && scanOffset(scan);
+  return scanPage(scan) && scan.literal("pfn=") && scan.skipNumber() && scanOffset(scan);
 }
 
 // "pfn=0x44c8f ofs=0 order=0", or "page=fffffece3ae04f80 pfn=0x44c8f ofs=0": as by
 // "pfn=0x%*x ofs=%lu", with or without "page=%*x " in front
 bool isNewerForm(Scanner scan) {
-  uint64_t ignored = 0;
   if (scan.rest().starts_with("page=") && !scanPage(scan)) {
     return false;
   }
-  return scan.literal("pfn=0x") && scan.hexNumber(ignored) && scanOffset(scan);
+  return scan.literal("pfn=0x") && scan.skipHexNumber() && scanOffset(scan);
 }
 
 }  // namespace
 
 std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
   constexpr std::string_view kEvent = "_page_cache: ";
-  const size_t at = line.find(kEvent);
+  const size_t at = findText(line, "_page_cache: ", 11);
   if (at == std::string_view::npos) {
     return std::nullopt;
   }
@@ -72,15 +69,15 @@ std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
   // mm_filemap_add_to_page_cache, mm_filemap_delete_from_page_cache
   event.added = at > 0 && line[at - 1] == 'o';
   Scanner scan(line.substr(at + kEvent.size()));
-  if (!scanFile(scan, event) || (!isOlderForm(scan) && !isNewerForm(scan))) {
+  if (!scanFile(scan, event.file) || (!isOlderForm(scan) && !isNewerForm(scan))) {
     return std::nullopt;
   }
   return event;
 }
 
-std::string pageCacheKey(const PageCacheEvent& event) {
-  return std::to_string(event.major) + ':' + std::to_string(event.minor) + '_' +
-         std::to_string(event.inode);
+std::string pageCacheKey(const PageCacheFile& file) {
+  return std::to_string(file.major) + ':' + std::to_string(file.minor) + '_' +
+         std::to_string(file.inode);
 }
 
 }  // namespace tarnwick

@@ -7,12 +7,26 @@
 
 namespace tarnwick {
 
-// One page-cache event of a line of trace_pipe: pages of a file came or went.
-struct PageCacheEvent {
-  bool added;
+// A file as page-cache events name it: the numbers of its device, and its inode.
+struct PageCacheFile {
   uint16_t major;
   uint16_t minor;
   uint64_t inode;
+
+  bool operator==(const PageCacheFile&) const = default;
+};
+
+struct PageCacheFileHash {
+  size_t operator()(const PageCacheFile& file) const {
+    // Inodes of a device count up from 1; the device stays clear of them.
+    return file.inode ^ (uint64_t{file.major} << 48U | uint64_t{file.minor} << 32U);
+  }
+};
+
+// One page-cache event of a line of trace_pipe: pages of a file came or went.
+struct PageCacheEvent {
+  bool added;
+  PageCacheFile file;
 };
 
 // The event in a line such as
@@ -24,12 +38,12 @@ struct PageCacheEvent {
 //
 //   "dev %hu:%hu ino %lx page=%*x pfn=%*d ofs=%lu"
 //
-// or, where that does not fit, as kernels since 5.14 print it: "pfn=0x" and hexadecimal digits, and
-// since 5.17 without "page=". An event for several pages ("order=4") is one event. Pure; see
+// or, where that does not fit, as kernels since 5.14 print it: "pfn=0x%*x", and since 5.17 without
+// "page=%*x". An event for several pages ("order=4") is one event. Pure; see
 // include/trace/events/filemap.h of the kernel.
 std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line);
 
-// The key of the event's file, "major:minor_inode" in decimal.
-std::string pageCacheKey(const PageCacheEvent& event);
+// The key of a file in inode caches and reports, "major:minor_inode" in decimal.
+std::string pageCacheKey(const PageCacheFile& file);
 
 }  // namespace tarnwick

@@ -5,8 +5,10 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
+#include <unordered_map>
 
 #include "collector/end_process.h"
 #include "collector/stats_collector.h"
@@ -46,13 +48,30 @@ TraceRecordKind recordKind(SchedEventKind kind) {
   return TraceRecordKind::kRuntime;
 }
 
-// The id of a thread's name, which is nearly always the one that it had before.
-NameTable::Id rememberTidName(const SchedEvent& event) {
-  NameTable::Id& last = gTidNames[event.tid];
-  if (gTraceNames.name(last) != event.comm) {
-    last = gTraceNames.idOf(event.comm);
+// Threads whose events become records, by the low bits of their ids: where gTidNames has the name.
+// A few threads have nearly all events; theirs need no look at three ordered maps.
+struct KnownThread {
+  int32_t tid;
+  NameTable::Id* name;
+};
+std::array<KnownThread, 1024> gKnownThreads;
+
+// Where gTidNames has the name of a thread; null when its events leave no record.
+NameTable::Id* nameOfThread(int32_t tid) {
+  KnownThread& known = gKnownThreads[static_cast<uint32_t>(tid) % gKnownThreads.size()];
+  if (known.name != nullptr && known.tid == tid) {
+    return known.name;
   }
-  return last;
+  const int32_t tgid = tgidOf(tid);
+  if (tgid < 1 || !hasTgidName(tgid)) {
+    return nullptr;
+  }
+  NameTable::Id* const name = &gTidNames[tid];
+  // A process that is about to be named is looked at again.
+  if (gTgidNames.contains(tgid)) {
+    known = {tid, name};
+  }
+  return name;
 }
 
 void takeSchedEvent(std::string_view line) {
@@ -60,11 +79,14 @@ void takeSchedEvent(std::string_view line) {
   if (!event) {
     return;
   }
-  const int32_t tgid = tgidOf(event->tid);
-  if (tgid < 1 || !hasTgidName(tgid)) {
+  NameTable::Id* const name = nameOfThread(event->tid);
+  if (name == nullptr) {
     return;
   }
-  const NameTable::Id name = rememberTidName(*event);
+  // It is nearly always the one that the thread had before.
+  if (gTraceNames.name(*name) != event->comm) {
+    *name = gTraceNames.idOf(event->comm);
+  }
   if (event->value < 1 || event->value > TraceRecord::kLongestDuration) {
     return;
   }
@@ -74,7 +96,7 @@ void takeSchedEvent(std::string_view line) {
   record.kind = recordKind(event->kind);
   record.cpu = event->cpu;
   record.tid = event->tid;
-  record.name = name;
+  record.name = *name;
   {
     const Lock lock(gTraceMutex);
     gTraceRecords.append(record);
@@ -85,11 +107,21 @@ void takeSchedEvent(std::string_view line) {
   }
 }
 
+// The counts of a file by its numbers: the key of gPageCacheCounts is a text, which takes longer to
+// make than an event to read.
+using CountsByFile = std::unordered_map<PageCacheFile, PageCacheCount*, PageCacheFileHash>;
+CountsByFile& gCountsByFile = *new CountsByFile;  // NOLINT(cert-err58-cpp)
+
 void takePageCacheEvent(std::string_view line) {
-  if (const std::optional<PageCacheEvent> event = parsePageCacheEvent(line)) {
-    PageCacheCount& count = gPageCacheCounts[pageCacheKey(*event)];
-    ++(event->added ? count.adds : count.deletes);
+  const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
+  if (!event) {
+    return;
   }
+  PageCacheCount*& count = gCountsByFile[event->file];
+  if (count == nullptr) {
+    count = &gPageCacheCounts[pageCacheKey(event->file)];
+  }
+  ++(event->added ? count->adds : count->deletes);
 }
 
 void writeTraceFile() {
@@ -107,6 +139,7 @@ void writeTraceFile() {
 }
 
 void forgetMeasurement() {
+  gKnownThreads.fill({});
   gTidToTgid.clear();
   gTidNames.clear();
   {

@@ -33,6 +33,8 @@ namespace {
     dup2(output, STDOUT_FILENO);
   }
   execl(_PATH_BSHELL, "sh", "-c", command, nullptr);
+  // A program that was not built for the platform does not know its place there.
+  execl("/system/bin/sh", "sh", "-c", command, nullptr);
   _exit(127);
 }
 
