@@ -1,7 +1,10 @@
 #include "trace/page_cache_event.h"
 
+#include <limits>
+
 #include "sysstat/scan.h"
 #include "trace/find_text.h"
+#include "trace/ordinary_text.h"
 
 namespace tarnwick {
 
@@ -57,6 +60,29 @@ bool isNewerForm(Scanner scan) {
   return scan.literal("pfn=0x") && scan.skipHexNumber() && scanOffset(scan);
 }
 
+// A line as kernels print it, from "dev" on; false for all others.
+bool scanOrdinaryLine(OrdinaryText text, PageCacheFile& file) {
+  constexpr uint64_t kLargestNumber = std::numeric_limits<uint16_t>::max();
+  uint64_t major = 0;
+  uint64_t minor = 0;
+  if (!text.literal("dev ") || text.number(major) == 0 || major > kLargestNumber ||
+      !text.literal(":") || text.number(minor) == 0 || minor > kLargestNumber ||
+      !text.literal(" ino ") || !text.hexNumber(file.inode)) {
+    return false;
+  }
+  const bool hasPage = text.literal(" page=");
+  if ((hasPage && !text.skipHexNumber()) || !text.literal(" pfn=")) {
+    return false;
+  }
+  if (!(text.literal("0x") ? text.skipHexNumber() : hasPage && text.skipNumber()) ||
+      !text.literal(" ofs=") || !text.skipNumber()) {
+    return false;
+  }
+  file.major = static_cast<uint16_t>(major);
+  file.minor = static_cast<uint16_t>(minor);
+  return true;
+}
+
 }  // namespace
 
 std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
@@ -68,6 +94,11 @@ std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
   PageCacheEvent event{};
   // mm_filemap_add_to_page_cache, mm_filemap_delete_from_page_cache
   event.added = at > 0 && line[at - 1] == 'o';
+  const char* const end = line.data() + line.size();
+  if (OrdinaryText::canRead(line) &&
+      scanOrdinaryLine({line.data() + at + kEvent.size(), end}, event.file)) {
+    return event;
+  }
   Scanner scan(line.substr(at + kEvent.size()));
   if (!scanFile(scan, event.file) || (!isOlderForm(scan) && !isNewerForm(scan))) {
     return std::nullopt;

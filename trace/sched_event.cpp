@@ -1,15 +1,19 @@
 #include "trace/sched_event.h"
 
 #include <algorithm>
+#include <cstring>
+#include <limits>
 
 #include "sysstat/scan.h"
 #include "trace/find_text.h"
+#include "trace/ordinary_text.h"
 
 namespace tarnwick {
 
 namespace {
 
-constexpr size_t kLongestName = 79;
+constexpr ptrdiff_t kLongestName = 79;
+constexpr uint64_t kLargestInteger = std::numeric_limits<int32_t>::max();
 
 std::optional<SchedEventKind> kindOf(char c) {
   switch (c) {
@@ -41,9 +45,83 @@ bool scanNumbers(std::string_view text, std::string_view valueName, SchedEvent& 
   return scan.literal(valueName) && scan.number(event.value);
 }
 
+// "wait: comm=", "iowait: comm=" or "runtime: comm="
+bool scanKind(OrdinaryText& text, SchedEventKind& kind) {
+  if (text.literal("runtime: comm=")) {
+    kind = SchedEventKind::kRuntime;
+    return true;
+  }
+  if (text.literal("wait: comm=")) {
+    kind = SchedEventKind::kWait;
+    return true;
+  }
+  kind = SchedEventKind::kIoWait;
+  return text.literal("iowait: comm=");
+}
+
+// A line as kernels print it; false for all others.
+bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
+  if (!OrdinaryText::canRead(line)) {
+    return false;
+  }
+  const char* const end = line.data() + line.size();
+  const void* const bracket = memchr(line.data(), '[', line.size());
+  if (bracket == nullptr || bracket == line.data()) {
+    return false;
+  }
+  OrdinaryText text(static_cast<const char*>(bracket) - 1, end);
+  uint64_t cpu = 0;
+  if (!text.literal(" [") || text.number(cpu) == 0 || cpu > kLargestInteger ||
+      !text.literal("] ")) {
+    return false;
+  }
+  // Nothing that is looked for further on stands in so few characters.
+  constexpr int kMostFlags = 5;
+  constexpr ptrdiff_t kDecimals = 6;
+  constexpr uint64_t kMillion = 1000000;
+  uint64_t seconds = 0;
+  uint64_t micros = 0;
+  if (!text.word(kMostFlags)) {
+    return false;
+  }
+  text.blanks();
+  if (text.number(seconds) == 0 || seconds > kLargestInteger || !text.literal(".") ||
+      text.number(micros) != kDecimals || !text.literal(": sched_stat_") ||
+      !scanKind(text, event.kind)) {
+    return false;
+  }
+  constexpr ptrdiff_t kPid = 4;  // " pid"
+  const char* const name = text.at();
+  const char* const equals =
+      static_cast<const char*>(memchr(name, '=', static_cast<size_t>(end - name)));
+  if (equals == nullptr || equals - name <= kPid || equals - name - kPid > kLongestName) {
+    return false;
+  }
+  text = OrdinaryText(equals - kPid, end);
+  uint64_t tid = 0;
+  uint64_t value = 0;
+  if (!text.literal(" pid=") || text.number(tid) == 0 || tid > kLargestInteger ||
+      !(event.kind == SchedEventKind::kRuntime ? text.literal(" runtime=")
+                                               : text.literal(" delay=")) ||
+      text.number(value) == 0) {
+    return false;
+  }
+  event.comm = {name, static_cast<size_t>(equals - name - kPid)};
+  event.cpu = static_cast<int32_t>(cpu);
+  // A quotient of two numbers that a double holds exactly is rounded once, as scanf rounds.
+  event.time = static_cast<double>(seconds * kMillion + micros) / static_cast<double>(kMillion);
+  event.tid = static_cast<int32_t>(tid);
+  event.value = static_cast<int64_t>(value);
+  return true;
+}
+
 }  // namespace
 
 std::optional<SchedEvent> parseSchedEvent(std::string_view line) {
+  SchedEvent event{};
+  if (scanOrdinaryLine(line, event)) {
+    return event;
+  }
   constexpr std::string_view kEvent = "sched_stat_";
   constexpr std::string_view kComm = "comm=";
   const size_t head = findText(line, " [", 1);
@@ -62,10 +140,9 @@ std::optional<SchedEvent> parseSchedEvent(std::string_view line) {
       pid < comm + kComm.size() + 1) {
     return std::nullopt;
   }
-  SchedEvent event{};
   event.kind = *kind;
   const size_t name = comm + kComm.size();
-  event.comm = text.substr(name, std::min(pid - name - 1, kLongestName));
+  event.comm = text.substr(name, std::min(pid - name - 1, size_t{kLongestName}));
   if (event.comm.empty()) {
     event.comm = "blank";
   }

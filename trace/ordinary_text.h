@@ -1,0 +1,130 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string_view>
+
+namespace tarnwick {
+
+// Reads a line of the trace in the form that kernels really print it, and refuses everything else:
+// signs, more blanks than one, numbers of more than 18 digits. Who is refused reads the line with
+// Scanner; what is not refused has the same result there. After a refusal the object is of no use.
+class OrdinaryText {
+ public:
+  // What is behind a position of a line. The line ends in a newline, where every run of characters
+  // ends that is looked for here.
+  OrdinaryText(const char* at, const char* end) : at_(at), end_(end) {}
+
+  static bool canRead(std::string_view line) { return !line.empty() && line.back() == '\n'; }
+
+  const char* at() const { return at_; }
+
+  template <size_t kSize>
+  bool literal(const char (&expected)[kSize]) {
+    constexpr size_t kLength = kSize - 1;
+    if (static_cast<size_t>(end_ - at_) < kLength || !same<kLength>(at_, expected)) {
+      return false;
+    }
+    at_ += kLength;
+    return true;
+  }
+
+  void blanks() {
+    while (*at_ == ' ') {
+      ++at_;
+    }
+  }
+
+  // A run of at most so many characters that are no blanks and no "=".
+  bool word(int longest) {
+    const char* const start = at_;
+    const char* at = start;
+    while (*at > ' ' && *at != '=') {
+      ++at;
+    }
+    at_ = at;
+    return at != start && at - start <= longest;
+  }
+
+  // A number. Returns how many digits it has; 0 is a refusal.
+  ptrdiff_t number(uint64_t& out) {
+    const char* at = at_;
+    uint64_t value = 0;
+    for (unsigned digit; (digit = static_cast<unsigned char>(*at - '0')) < 10; ++at) {
+      value = value * 10 + digit;
+    }
+    const ptrdiff_t count = at - at_;
+    at_ = at;
+    out = value;
+    return count <= kMostDigits ? count : 0;
+  }
+
+  bool hexNumber(uint64_t& out) {
+    const char* at = at_;
+    uint64_t value = 0;
+    for (unsigned digit; (digit = kHexDigits[static_cast<unsigned char>(*at)]) < 16; ++at) {
+      value = value << 4U | digit;
+    }
+    const ptrdiff_t count = at - at_;
+    at_ = at;
+    out = value;
+    return count > 0 && count <= 16;
+  }
+
+  // The same, of whatever value.
+  bool skipNumber() {
+    const char* at = at_;
+    while (static_cast<unsigned char>(*at - '0') < 10) {
+      ++at;
+    }
+    const bool any = at != at_;
+    at_ = at;
+    return any;
+  }
+
+  bool skipHexNumber() {
+    const char* at = at_;
+    while (kHexDigits[static_cast<unsigned char>(*at)] < 16) {
+      ++at;
+    }
+    const bool any = at != at_;
+    at_ = at;
+    return any;
+  }
+
+ private:
+  static constexpr ptrdiff_t kMostDigits = 18;
+
+  // Of lower case, as the kernel has it; 16 for all other characters.
+  static constexpr auto kHexDigits = [] {
+    std::array<unsigned char, 256> digits{};
+    digits.fill(16);
+    for (unsigned char digit = 0; digit < 16; ++digit) {
+      digits.at(static_cast<unsigned char>("0123456789abcdef"[digit])) = digit;
+    }
+    return digits;
+  }();
+
+  // By words: compilers make calls of comparisons of other lengths.
+  template <size_t kLength>
+  static bool same(const char* text, const char* expected) {
+    if constexpr (kLength > 8) {
+      return memcmp(text, expected, 8) == 0 && same<kLength - 8>(text + 8, expected + 8);
+    } else if constexpr (kLength > 4) {
+      return memcmp(text, expected, 4) == 0 &&
+             memcmp(text + kLength - 4, expected + kLength - 4, 4) == 0;
+    } else if constexpr (kLength > 2) {
+      return memcmp(text, expected, 2) == 0 &&
+             memcmp(text + kLength - 2, expected + kLength - 2, 2) == 0;
+    } else {
+      return memcmp(text, expected, kLength) == 0;
+    }
+  }
+
+  const char* at_;
+  const char* end_;
+};
+
+}  // namespace tarnwick
