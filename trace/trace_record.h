@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "trace/name_table.h"
@@ -38,9 +37,16 @@ static_assert(sizeof(TraceRecord) == 24);
 // The records in the order of their appending. It grows without moving what is in it.
 class TraceRecordList {
  public:
-  void append(const TraceRecord& record);
-  size_t size() const { return size_; }
-  bool empty() const { return size_ == 0; }
+  void append(const TraceRecord& record) {
+    if (chunks_.empty() || chunks_.back().size() == kChunkRecords) {
+      addChunk();
+    }
+    chunks_.back().push_back(record);
+  }
+  size_t size() const {
+    return chunks_.empty() ? 0 : (chunks_.size() - 1) * kChunkRecords + chunks_.back().size();
+  }
+  bool empty() const { return chunks_.empty(); }
 
   // Frees the records.
   void clear();
@@ -48,16 +54,19 @@ class TraceRecordList {
   // Calls `visit` with each record.
   template <typename Visit>
   void forEach(Visit visit) const {
-    for (size_t i = 0; i < size_; ++i) {
-      visit(chunks_[i / kChunkRecords][i % kChunkRecords]);
+    for (const std::vector<TraceRecord>& chunk : chunks_) {
+      for (const TraceRecord& record : chunk) {
+        visit(record);
+      }
     }
   }
 
  private:
   static constexpr size_t kChunkRecords = 8192;
 
-  std::vector<std::unique_ptr<TraceRecord[]>> chunks_;
-  size_t size_ = 0;
+  void addChunk();
+
+  std::vector<std::vector<TraceRecord>> chunks_;  // each with room for all its records at once
 };
 
 }  // namespace tarnwick
