@@ -10,7 +10,7 @@
 namespace tarnwick {
 
 void endProcess(int status) {
-  static std::atomic_flag ending = ATOMIC_FLAG_INIT;
+  static std::atomic_flag ending;
   while (ending.test_and_set()) {
     pause();
   }
