@@ -4,7 +4,8 @@
 # Installs what is missing of the Debian 12 packages of the groups:
 #
 #   build   what the program is built with
-#   test    the same, and what test.sh runs
+#   bundle  what the bundle for AArch64 is made with
+#   test    both, and what test.sh runs
 #
 # Touches neither the network nor sudo when all of them are there. Everything that is said goes to
 # standard error.
@@ -18,16 +19,28 @@ build_packages=(
   ninja-build
 )
 
+bundle_packages=(
+  cmake
+  debian-archive-keyring
+  g++-aarch64-linux-gnu
+  ninja-build
+)
+
 test_packages=(
   "${build_packages[@]}"
+  "${bundle_packages[@]}"
+  blueprint-tools     # bpfmt
   clang
   clang-format
   clang-tidy
+  libc++-dev
+  libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
   libgtest-dev
   llvm                # names and lines in the sanitizers' reports
   mount
   python3
+  qemu-user-static
   strace
   util-linux
 )
@@ -37,13 +50,14 @@ fail() {
   exit 1
 }
 
-[ $# -gt 0 ] || fail "name a group of packages: build, test"
+[ $# -gt 0 ] || fail "name a group of packages: build, bundle, test"
 wanted=()
 for group in "$@"; do
   case $group in
     build) wanted+=("${build_packages[@]}") ;;
+    bundle) wanted+=("${bundle_packages[@]}") ;;
     test) wanted+=("${test_packages[@]}") ;;
-    *) fail "there is no group '$group'; the groups are build and test" ;;
+    *) fail "there is no group '$group'; the groups are build, bundle and test" ;;
   esac
 done
 

@@ -1,0 +1,96 @@
+#!/bin/bash
+# Usage: scripts/aarch64-sysroot.sh
+#
+# Makes build/sysroot-aarch64 from Debian's arm64 packages of the platform's libraries, of GoogleTest and
+# of all that these need, for the presets `aarch64` and `aarch64-asan` and for the bundle. Does nothing
+# when it is there. Needs no root, and leaves the machine's package lists, sources and architectures as
+# they are: apt works on a state of its own below the build folder.
+#
+# In the sysroot, the file `packages` has the name and version of each package that it was made from, and
+# `contents` the package of each file.
+set -euo pipefail
+
+packages=(
+  android-liblog-dev
+  android-libutils-dev
+  android-liblog
+  android-libutils
+  libasan8
+  libgtest-dev
+  libubsan1
+)
+
+self=$(readlink -f -- "${BASH_SOURCE[0]}")
+build=$(dirname -- "$(dirname -- "$self")")/build
+sysroot=$build/sysroot-aarch64
+work=$sysroot.new
+log=$sysroot.log
+
+fail() {
+  echo "aarch64-sysroot.sh: $*" >&2
+  exit 1
+}
+
+# A sysroot has its name only when it is whole, and one that another version of this script made is made
+# anew.
+mkdir -p "$build"
+exec {lock}>"$sysroot.lock"
+flock "$lock"
+recipe=$(sha256sum <"$self")
+[ "$(cat "$sysroot/recipe" 2>/dev/null)" != "$recipe" ] || exit 0
+
+rm -rf "$work"
+trap 'rm -rf "$work"' EXIT
+mkdir -p "$work"/apt/{lists,archives}/partial "$work/root"
+: >"$work/apt/status"
+
+# The mirrors are the ones that the machine itself uses for its release.
+release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+key=/usr/share/keyrings/debian-archive-keyring.gpg
+apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
+  sort -u |
+  sed -nE "s|^(.* $release(-updates\|-security)?) main\$|deb [arch=arm64 signed-by=$key] \1 main|p" \
+    >"$work/apt/sources.list"
+[ -s "$work/apt/sources.list" ] || fail "apt knows no mirror of $release"
+
+# So is the way to them; what else the machine does around an update is not wanted here.
+{
+  apt-config dump | grep '^Acquire::'
+  cat <<CONFIGURATION
+Dir::Etc::main "/dev/null";
+Dir::Etc::parts "/dev/null";
+Dir::Etc::sourcelist "$work/apt/sources.list";
+Dir::Etc::sourceparts "/dev/null";
+Dir::Etc::preferences "/dev/null";
+Dir::Etc::preferencesparts "/dev/null";
+Dir::State::lists "$work/apt/lists";
+Dir::State::status "$work/apt/status";
+Dir::State::extended_states "$work/apt/extended_states";
+Dir::Cache::archives "$work/apt/archives";
+Dir::Cache::pkgcache "";
+Dir::Cache::srcpkgcache "";
+APT::Architecture "arm64";
+APT::Architectures { "arm64"; };
+APT::Sandbox::User "root";
+CONFIGURATION
+} >"$work/apt/apt.conf"
+
+apt_get() {
+  APT_CONFIG=$work/apt/apt.conf apt-get -qq "$@" </dev/null >"$log" 2>&1 ||
+    fail "apt-get $1 failed: $(cat "$log")"
+}
+apt_get update
+# No package is installed, so that all that the named ones need comes with them.
+apt_get install --download-only --yes --no-install-recommends "${packages[@]}"
+rm -f "$log"
+
+for package in "$work"/apt/archives/*.deb; do
+  dpkg-deb --extract "$package" "$work/root"
+  dpkg-deb --show --showformat='${Package} ${Version}\n' "$package" >>"$work/root/packages"
+  name=$(dpkg-deb --field "$package" Package)
+  dpkg-deb --fsys-tarfile "$package" | tar --list | sed "s|^\.|$name |" >>"$work/root/contents"
+done
+echo "$recipe" >"$work/root/recipe"
+
+rm -rf "$sysroot"
+mv "$work/root" "$sysroot"
