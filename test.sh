@@ -86,6 +86,22 @@ find . -path ./build -prune -o -path './.*' -prune -o \
 build release
 run release
 
+begin "build libcxx"
+cmake --preset libcxx
+cmake --build --preset libcxx -- --quiet
+
+begin "test libcxx"
+# The unit tests stay out: their library is linked to the other C++ library.
+"${asRoot[@]}" env TARNWICK=build/libcxx/tarnwick PYTHONDONTWRITEBYTECODE=1 \
+  python3 -m unittest discover -s tests/device -p test_trees.py
+
+begin "sysroot"
+scripts/aarch64-sysroot.sh
+build aarch64
+begin "bundle"
+packaging/bundle.sh
+run aarch64
+
 build clang
 
 begin "clang-tidy"
