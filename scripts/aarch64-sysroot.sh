@@ -47,7 +47,7 @@ mkdir -p "$work"/apt/{lists,archives}/partial "$work/root"
 # The mirrors are the ones that the machine itself uses for its release.
 release=$(. /etc/os-release && echo "$VERSION_CODENAME")
 key=/usr/share/keyrings/debian-archive-keyring.gpg
-apt-get indextargets --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
+apt-get indextargets --no-release-info --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
   sort -u |
   sed -nE "s|^(.* $release(-updates\|-security)?) main\$|deb [arch=arm64 signed-by=$key] \1 main|p" \
     >"$work/apt/sources.list"
