@@ -60,11 +60,12 @@ class StatsCollector final : public ReportSink {
   // one when it cannot be read.
   int64_t readKernelFile(const char* path, char* buffer, int32_t size);
 
-  // The same into an array. Returns the text, which is empty when there was nothing to read.
+  // The same into an array, without filling it first. Returns the text, which is empty when there
+  // was nothing to read.
   template <size_t kSize>
   std::string_view readKernelText(const char* path, std::array<char, kSize>& buffer) {
-    readKernelFile(path, buffer.data(), static_cast<int32_t>(kSize));
-    return kernelText(buffer.data(), kSize);
+    const int64_t got = readOnce(path, buffer.data(), kSize);
+    return kernelText(buffer.data(), static_cast<size_t>(std::max<int64_t>(got, 0)));
   }
 
   // Writes a value to a kernel control file with one open, one write and one close. A file that
@@ -162,6 +163,7 @@ class StatsCollector final : public ReportSink {
   std::vector<char> statText;
 
  private:
+  int64_t readOnce(const char* path, char* buffer, size_t size);
   void printReport();
   void printMemoryReport();
   void printNetworkReport();

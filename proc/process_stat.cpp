@@ -1,8 +1,10 @@
 #include "proc/process_stat.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "sysstat/counter_math.h"
+#include "sysstat/ordinary_text.h"
 #include "sysstat/scan.h"
 
 namespace tarnwick {
@@ -35,11 +37,46 @@ void scanProcessStat(std::string_view text, ProcessRecord& record) {
                     scan.number(record.blkioTicks));
 }
 
+// A text as kernels print it. False for all others, some fields of the record may then be changed.
+bool scanOrdinaryStat(std::string_view text, ProcessRecord& record) {
+  if (!OrdinaryText::canRead(text)) {
+    return false;
+  }
+  const char* const end = text.data() + text.size();
+  OrdinaryText scan(text.data(), end);
+  int32_t id = 0;
+  if (!scan.integer(id) || !scan.literal(" (")) {
+    return false;
+  }
+  const char* const name = scan.at();
+  const char* const close =
+      static_cast<const char*>(memchr(name, ')', static_cast<size_t>(end - name)));
+  if (close == nullptr || close == name) {
+    return false;
+  }
+  scan = OrdinaryText(close, end);
+  int32_t ppid = 0;
+  if (!scan.literal(") ") || !scan.skipCharacter() || !scan.literal(" ") || !scan.integer(ppid) ||
+      !scan.skipFields(5) || !scan.field(record.minFaults) || !scan.skipFields(1) ||
+      !scan.field(record.majFaults) || !scan.skipFields(1) || !scan.field(record.utime) ||
+      !scan.field(record.stime) || !scan.skipFields(4) || !scan.field(record.numThreads) ||
+      !scan.skipFields(21) || !scan.field(record.blkioTicks)) {
+    return false;
+  }
+  record.id = id;
+  record.ppid = ppid;
+  std::copy_n(name, std::min<size_t>(static_cast<size_t>(close - name), record.name.size() - 1),
+              record.name.begin());
+  return true;
+}
+
 }  // namespace
 
 void parseProcessStat(std::string_view text, ProcessRecord& record) {
   record.name.fill('\0');
-  scanProcessStat(text, record);
+  if (!scanOrdinaryStat(text, record)) {
+    scanProcessStat(text, record);
+  }
   record.total = add(record.utime, record.stime);
 }
 

@@ -2,11 +2,12 @@
 
 #include <dirent.h>
 
+#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <charconv>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "collector/stats_collector.h"
 #include "proc/process_stat.h"
@@ -19,29 +20,50 @@ namespace {
 using Path = std::array<char, 40>;
 using FileText = std::array<char, 4096>;
 
-Path taskPath(const StatsCollector& collector, int32_t id, const char* file) {
-  Path path{};
-  if (collector.targetPid == -1) {
-    snprintf(path.data(), path.size(), "/proc/%d/%s", id, file);
-  } else {
-    snprintf(path.data(), path.size(), "/proc/%d/task/%d/%s", collector.targetPid, id, file);
+char* append(char* end, std::string_view text) {
+  return std::copy(text.begin(), text.end(), end);
+}
+
+char* append(char* end, int32_t number) {
+  constexpr ptrdiff_t kLongest = 11;
+  return std::to_chars(end, end + kLongest, number).ptr;
+}
+
+// "/proc/ID/FILE" or "/proc/TARGET/task/ID/FILE". Put together by hand, since it is made for every
+// process of every snapshot.
+Path taskPath(const StatsCollector& collector, int32_t id, std::string_view file) {
+  Path path;
+  char* end = append(path.data(), "/proc/");
+  if (collector.targetPid != -1) {
+    end = append(append(end, collector.targetPid), "/task/");
   }
+  *append(append(append(end, id), "/"), file) = '\0';
   return path;
 }
 
-bool isNumber(const char* name) {
-  return *name != '\0' && name[strspn(name, "0123456789")] == '\0';
+// The number that a name consists of.
+std::optional<int32_t> toNumber(const char* name) {
+  uint32_t number = 0;
+  const char* at = name;
+  for (; *at >= '0' && *at <= '9'; ++at) {
+    number = number * 10 + static_cast<uint32_t>(*at - '0');
+  }
+  if (at == name || *at != '\0') {
+    return std::nullopt;
+  }
+  return static_cast<int32_t>(number);
 }
 
 }  // namespace
 
 bool readProcessStat(StatsCollector& collector, int32_t id, ProcessRecord& record) {
   const Path path = taskPath(collector, id, "stat");
-  FileText text;
-  if (collector.readKernelFile(path.data(), text.data(), text.size()) < 1) {
+  FileText buffer;
+  const std::string_view text = collector.readKernelText(path.data(), buffer);
+  if (text.empty()) {
     return false;
   }
-  parseProcessStat(kernelText(text.data(), text.size()), record);
+  parseProcessStat(text, record);
   return true;
 }
 
@@ -60,19 +82,19 @@ void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMa
     return;
   }
   while (const dirent* entry = readdir(tasks.get())) {
-    if (!isNumber(entry->d_name)) {
+    const std::optional<int32_t> id = toNumber(entry->d_name);
+    if (!id) {
       continue;
     }
-    const auto id = static_cast<int32_t>(strtol(entry->d_name, nullptr, 10));
     android::sp<ProcessRecord> record = new ProcessRecord;
-    if (!readProcessStat(collector, id, *record)) {
+    if (!readProcessStat(collector, *id, *record)) {
       continue;
     }
     if (collector.targetPid != -1) {
-      readProcessSchedstat(collector, id, *record);
+      readProcessSchedstat(collector, *id, *record);
     }
     // Directory order is ascending on a real /proc, so the end is the right place.
-    map.insert_or_assign(map.end(), id, record);
+    map.insert_or_assign(map.end(), *id, std::move(record));
   }
 }
 

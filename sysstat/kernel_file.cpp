@@ -22,11 +22,15 @@ void reportError(StatsCollector& collector, const char* doing, const char* path)
 int64_t StatsCollector::readKernelFile(const char* path, char* buffer, int32_t size) {
   const auto capacity = static_cast<size_t>(size);
   memset(buffer, 0, capacity);
+  return readOnce(path, buffer, capacity);
+}
+
+int64_t StatsCollector::readOnce(const char* path, char* buffer, size_t size) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     return 0;
   }
-  const ssize_t got = read(fd, buffer, capacity);
+  const ssize_t got = read(fd, buffer, size);
   if (got == -1) {
     // The words are those of a failed open: whoever reads the log looks for one message, not two.
     reportError(*this, "opening", path);

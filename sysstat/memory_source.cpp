@@ -25,7 +25,8 @@ void StatsCollector::readVmstat(VmstatMap& map) {
 }
 
 void StatsCollector::readBuddyinfo() {
-  readKernelText("/proc/buddyinfo", buddyinfoText);
+  readKernelFile("/proc/buddyinfo", buddyinfoText.data(),
+                 static_cast<int32_t>(buddyinfoText.size()));
 }
 
 void StatsCollector::printMemoryReport() {

@@ -2,9 +2,9 @@
 
 #include <limits>
 
+#include "sysstat/ordinary_text.h"
 #include "sysstat/scan.h"
 #include "trace/find_text.h"
-#include "trace/ordinary_text.h"
 
 namespace tarnwick {
 

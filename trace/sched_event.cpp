@@ -2,18 +2,16 @@
 
 #include <algorithm>
 #include <cstring>
-#include <limits>
 
+#include "sysstat/ordinary_text.h"
 #include "sysstat/scan.h"
 #include "trace/find_text.h"
-#include "trace/ordinary_text.h"
 
 namespace tarnwick {
 
 namespace {
 
 constexpr ptrdiff_t kLongestName = 79;
-constexpr uint64_t kLargestInteger = std::numeric_limits<int32_t>::max();
 
 std::optional<SchedEventKind> kindOf(char c) {
   switch (c) {
@@ -70,24 +68,21 @@ bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
     return false;
   }
   OrdinaryText text(static_cast<const char*>(bracket) - 1, end);
-  uint64_t cpu = 0;
-  if (!text.literal(" [") || text.number(cpu) == 0 || cpu > kLargestInteger ||
-      !text.literal("] ")) {
+  if (!text.literal(" [") || !text.integer(event.cpu) || !text.literal("] ")) {
     return false;
   }
   // Nothing that is looked for further on stands in so few characters.
   constexpr int kMostFlags = 5;
   constexpr ptrdiff_t kDecimals = 6;
   constexpr uint64_t kMillion = 1000000;
-  uint64_t seconds = 0;
+  int32_t seconds = 0;
   uint64_t micros = 0;
   if (!text.word(kMostFlags)) {
     return false;
   }
   text.blanks();
-  if (text.number(seconds) == 0 || seconds > kLargestInteger || !text.literal(".") ||
-      text.number(micros) != kDecimals || !text.literal(": sched_stat_") ||
-      !scanKind(text, event.kind)) {
+  if (!text.integer(seconds) || !text.literal(".") || text.number(micros) != kDecimals ||
+      !text.literal(": sched_stat_") || !scanKind(text, event.kind)) {
     return false;
   }
   constexpr ptrdiff_t kPid = 4;  // " pid"
@@ -98,19 +93,17 @@ bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
     return false;
   }
   text = OrdinaryText(equals - kPid, end);
-  uint64_t tid = 0;
   uint64_t value = 0;
-  if (!text.literal(" pid=") || text.number(tid) == 0 || tid > kLargestInteger ||
+  if (!text.literal(" pid=") || !text.integer(event.tid) ||
       !(event.kind == SchedEventKind::kRuntime ? text.literal(" runtime=")
                                                : text.literal(" delay=")) ||
       text.number(value) == 0) {
     return false;
   }
   event.comm = {name, static_cast<size_t>(equals - name - kPid)};
-  event.cpu = static_cast<int32_t>(cpu);
   // A quotient of two numbers that a double holds exactly is rounded once, as scanf rounds.
-  event.time = static_cast<double>(seconds * kMillion + micros) / static_cast<double>(kMillion);
-  event.tid = static_cast<int32_t>(tid);
+  event.time = static_cast<double>(static_cast<uint64_t>(seconds) * kMillion + micros) /
+               static_cast<double>(kMillion);
   event.value = static_cast<int64_t>(value);
   return true;
 }

@@ -4,20 +4,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <string_view>
 
 namespace tarnwick {
 
-// Reads a line of the trace in the form that kernels really print it, and refuses everything else:
-// signs, more blanks than one, numbers of more than 18 digits. Who is refused reads the line with
-// Scanner; what is not refused has the same result there. After a refusal the object is of no use.
+// Reads a line in the form that kernels really print it, and refuses everything else: signs, more
+// blanks than one, numbers of more than 18 digits. Who is refused reads the line with Scanner; what
+// is not refused has the same result there. After a refusal the object is of no use.
 class OrdinaryText {
  public:
-  // What is behind a position of a line. The line ends in a newline, where every run of characters
+  // What is behind a position of a text. The text ends in a newline, where every run of characters
   // ends that is looked for here.
   OrdinaryText(const char* at, const char* end) : at_(at), end_(end) {}
 
-  static bool canRead(std::string_view line) { return !line.empty() && line.back() == '\n'; }
+  static bool canRead(std::string_view text) { return !text.empty() && text.back() == '\n'; }
 
   const char* at() const { return at_; }
 
@@ -61,6 +62,38 @@ class OrdinaryText {
     return count <= kMostDigits ? count : 0;
   }
 
+  bool integer(int32_t& out) {
+    uint64_t value = 0;
+    if (number(value) == 0 || value > std::numeric_limits<int32_t>::max()) {
+      return false;
+    }
+    out = static_cast<int32_t>(value);
+    return true;
+  }
+
+  // A blank and a number.
+  bool field(int64_t& out) {
+    uint64_t value = 0;
+    if (*at_ != ' ') {
+      return false;
+    }
+    ++at_;
+    if (number(value) == 0) {
+      return false;
+    }
+    out = static_cast<int64_t>(value);
+    return true;
+  }
+
+  // Any character that is no blank.
+  bool skipCharacter() {
+    if (*at_ <= ' ') {
+      return false;
+    }
+    ++at_;
+    return true;
+  }
+
   bool hexNumber(uint64_t& out) {
     const char* at = at_;
     uint64_t value = 0;
@@ -73,7 +106,27 @@ class OrdinaryText {
     return count > 0 && count <= 16;
   }
 
-  // The same, of whatever value.
+  // `count` fields of a blank and a number of whatever sign and value.
+  bool skipFields(int count) {
+    const char* at = at_;
+    for (; count > 0; --count) {
+      if (*at != ' ') {
+        return false;
+      }
+      at += at[1] == '-' ? 2 : 1;
+      const char* const digits = at;
+      while (static_cast<unsigned char>(*at - '0') < 10) {
+        ++at;
+      }
+      if (at == digits) {
+        return false;
+      }
+    }
+    at_ = at;
+    return true;
+  }
+
+  // A number of whatever value.
   bool skipNumber() {
     const char* at = at_;
     while (static_cast<unsigned char>(*at - '0') < 10) {
