@@ -6,6 +6,7 @@
 #   build   what the program is built with
 #   bundle  what the bundle for AArch64 is made with
 #   test    both, and what test.sh runs
+#   bench   what the program is built with, and what bench/run measures with and against
 #
 # Touches neither the network nor sudo when all of them are there. Everything that is said goes to
 # standard error.
@@ -33,6 +34,7 @@ test_packages=(
   clang
   clang-format
   clang-tidy
+  libbenchmark-dev    # the benches are checked, too
   libc++-dev
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
@@ -45,19 +47,32 @@ test_packages=(
   util-linux
 )
 
+bench_packages=(
+  "${build_packages[@]}"
+  atop
+  findutils
+  libbenchmark-dev
+  procps
+  python3
+  sysstat
+  util-linux
+  valgrind
+)
+
 fail() {
   echo "install-packages.sh: $*" >&2
   exit 1
 }
 
-[ $# -gt 0 ] || fail "name a group of packages: build, bundle, test"
+[ $# -gt 0 ] || fail "name a group of packages: build, bundle, test, bench"
 wanted=()
 for group in "$@"; do
   case $group in
     build) wanted+=("${build_packages[@]}") ;;
     bundle) wanted+=("${bundle_packages[@]}") ;;
     test) wanted+=("${test_packages[@]}") ;;
-    *) fail "there is no group '$group'; the groups are build, bundle and test" ;;
+    bench) wanted+=("${bench_packages[@]}") ;;
+    *) fail "there is no group '$group'; the groups are build, bundle, test and bench" ;;
   esac
 done
 
