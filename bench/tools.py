@@ -3,6 +3,7 @@
 import collections
 import contextlib
 import fcntl
+import json
 import os
 import re
 import statistics
@@ -69,11 +70,11 @@ def profiled(command):
         yield callgrind_command(file, command), lambda options: Profile(file, options.functions)
 
 
-def slope(options, sizes, profile):
-    """User instructions for one more of what profile(size) takes a number of, and a text of the
-    functions that they go to."""
+def slope(sizes, profile, parts=1):
+    """User instructions for one more of what profile(size) takes a number of, or of one of its parts,
+    and a text of the functions that they go to."""
     small, large = (profile(size) for size in sizes)
-    growth = sizes[1] - sizes[0]
+    growth = (sizes[1] - sizes[0]) * parts
     each = (large.total - small.total) / growth
     large.functions.subtract(small.functions)
     note = "\n".join(f"{count / growth:8.1f} {name[:80]}"
@@ -195,3 +196,42 @@ class Pipe:
 
     def close(self):
         os.close(self.fd)
+
+
+# --- the program's functions ---
+
+def function_rounds(options, name, prefix=()):
+    """Pairs of CPU seconds, of ours and of the floor, round by round, and the number of entries."""
+    rounds = []
+    entries = 1
+    with tempfile.TemporaryDirectory(prefix="bench-") as folder:
+        os.chmod(folder, 0o777)
+        out = os.path.join(folder, "out.json")
+        for _ in range(options.rounds):
+            subprocess.run(
+                [*prefix, tool("function_benches"), f"--benchmark_filter=^{name}/", f"--benchmark_out={out}",
+                 "--benchmark_out_format=json", f"--benchmark_min_time={0.001 if options.short else 0.04}"],
+                check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                timeout=DEADLINE_S)
+            with open(out) as text:
+                found = {run["name"]: run for run in json.load(text)["benchmarks"]}
+            ours, floor = (found[f"{name}/{side}"] for side in ("ours", "floor"))
+            entries = ours.get("entries", 1)
+            # Google Benchmark counts in nanoseconds.
+            rounds.append((ours["cpu_time"] / 1e9, floor["cpu_time"] / 1e9))
+    return rounds, entries
+
+
+def of_rounds(rounds):
+    """The medians of both sides and of the ratios of the rounds."""
+    ours, floors = zip(*rounds)
+    return {"ours": median(ours), "floor": median(floors),
+            "ratio": median([our / floor for our, floor in rounds])}
+
+
+# --- processes that run beside us ---
+
+def cpu_seconds(pid):
+    """CPU time that a process has used so far, its threads together."""
+    # The clock of a process is known by the complement of its id: see clock_getcpuclockid(3).
+    return time.clock_gettime((~pid << 3) | 2)

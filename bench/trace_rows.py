@@ -78,8 +78,8 @@ def pipe_lines(kind, count, measured):
 
 def line_instructions(options, kind, target):
     sizes = (1000, 3000) if options.short else (20000, 60000)
-    ours, note = slope(options, sizes, lambda count: program_profile(options, kind, count))
-    floor, _ = slope(options, sizes, lambda count: newline_profile(options, kind, count))
+    ours, note = slope(sizes, lambda count: program_profile(options, kind, count))
+    floor, _ = slope(sizes, lambda count: newline_profile(options, kind, count))
     return Result("a line", "instructions", ours, "finding the newlines", floor, target=target, note=note)
 
 
@@ -119,6 +119,6 @@ def trace_file_instructions(options):
         both.functions.subtract(reading.functions)
         return both
 
-    ours, note = slope(options, sizes, writing)
-    floor, _ = slope(options, sizes, fprintf_profile)
+    ours, note = slope(sizes, writing)
+    floor, _ = slope(sizes, fprintf_profile)
     yield Result("a record", "instructions", ours, "fprintf", floor, target="at most 650", note=note)

@@ -1,0 +1,3 @@
+// The floor of a start: nothing, linked to the libraries of the program.
+
+int main() {}
