@@ -4,7 +4,7 @@ import importlib
 import time
 
 ALL = []
-MODULES = ["process_rows", "trace_rows"]
+MODULES = ["process_rows", "trace_rows", "file_rows"]
 
 
 class CannotMeasure(Exception):

@@ -1,18 +1,25 @@
 """The kernel's trace: lines from a FIFO, the records that they make, and the file of these."""
 
+import collections
 import contextlib
+import fcntl
 import filecmp
 import os
+import re
 import subprocess
 import tempfile
+import time
 
-from rows import Result, row
-from tools import (Pipe, device, enter, profiled, program, slope, tool, wait_for)
+from rows import CannotMeasure, Result, row
+from tools import (Pipe, costed, cpu_seconds, device, enter, median, need_root, of_rounds, profiled,
+                   program, run_cost, slope, tool, wait_for)
 
 TRACING = "/sys/kernel/debug/tracing"
 CONTROLS = [*(f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait", "runtime")),
             *(f"events/filemap/mm_filemap_{name}_page_cache/enable" for name in ("add_to", "delete_from")),
             "buffer_size_kb", "trace_clock", "options/overwrite", "tracing_on"]
+# As large as an ordinary user may have it.
+PIPE_SIZE = 1 << 20
 OPTIONS = {"sched": "--systrace", "page-cache": "--block-dump"}
 
 
@@ -33,8 +40,7 @@ def traced_device(write_file=False, inodes=""):
         made.write("/data/inode.txt", inodes)
         if not write_file:
             os.mkdir(made.path("/data/trace.txt"))
-        # As large as an ordinary user may have it.
-        made.pipe = Pipe(made.path(f"{TRACING}/trace_pipe"), 1 << 20)
+        made.pipe = Pipe(made.path(f"{TRACING}/trace_pipe"), PIPE_SIZE)
         try:
             yield made
         finally:
@@ -72,8 +78,14 @@ def newline_profile(options, kind, count):
 
 
 def pipe_lines(kind, count, measured):
-    with subprocess.Popen([tool("trace_load"), kind, str(count)], stdout=subprocess.PIPE) as load:
-        subprocess.run(measured, check=True, stdin=load.stdout, stdout=subprocess.DEVNULL)
+    ends = os.pipe()
+    fcntl.fcntl(ends[1], fcntl.F_SETPIPE_SZ, PIPE_SIZE)
+    with subprocess.Popen([tool("trace_load"), kind, str(count)], stdout=ends[1]) as load:
+        os.close(ends[1])
+        subprocess.run(measured, check=True, stdin=ends[0], stdout=subprocess.DEVNULL)
+        os.close(ends[0])
+    if load.returncode != 0:
+        raise RuntimeError("the load ended early")
 
 
 def line_instructions(options, kind, target):
@@ -122,3 +134,241 @@ def trace_file_instructions(options):
     ours, note = slope(sizes, writing)
     floor, _ = slope(sizes, fprintf_profile)
     yield Result("a record", "instructions", ours, "fprintf", floor, target="at most 650", note=note)
+
+
+def line_cpu(options, kind, target):
+    count = 20000 if options.short else 400000
+    rounds = []
+    for _ in range(options.rounds):
+        with traced_device() as made, costed(command_of(kind)) as (measured, cost):
+            feed(made, kind, count, measured)
+            ours = cost().cpu
+        with costed([tool("trace_load"), "newlines"]) as (measured, cost):
+            pipe_lines(kind, count, measured)
+            rounds.append((ours / count * 1e9, cost().cpu / count * 1e9))
+    return Result("a line", "ns", **of_rounds(rounds), floor_name="finding the newlines", target=target,
+                  digits=1)
+
+
+@row("sched-cpu", "CPU time of a scheduler line from a FIFO")
+def sched_cpu(options):
+    yield line_cpu(options, "sched", "at most 3.5")
+
+
+@row("page-cache-cpu", "CPU time of a page-cache line from a FIFO")
+def page_cache_cpu(options):
+    yield line_cpu(options, "page-cache", "")
+
+
+@row("record-memory", "memory of a trace record")
+def record_memory(options):
+    def ours(count):
+        with traced_device() as made, costed(command_of("sched")) as (measured, cost):
+            feed(made, "sched", count, measured)
+            return cost().kilobytes
+
+    def floor(count):
+        return run_cost([tool("trace_load"), "records", str(count)]).kilobytes
+
+    # The lines of the smallest run are enough for all that does not grow.
+    least = 10000
+    base = [measure(least) for measure in (ours, floor)]
+    for count in (50000,) if options.short else (10**6, 10**7):
+        both = [(measure(count) - empty) * 1024 / (count - least)
+                for measure, empty in zip((ours, floor), base)]
+        yield Result(f"at {count} records", "bytes a record", both[0], "records of 24 bytes", both[1],
+                     target="at most 32 bytes", digits=1)
+
+
+# --- this machine's own trace ---
+
+class Tracer:
+    """An instance of the kernel's tracing of its own, which nobody else's tracing touches."""
+
+    def __init__(self):
+        need_root()
+        self.mount = tempfile.mkdtemp(prefix="bench-")
+        self.mounted = False
+        self.made = False
+        try:
+            self.mounted = subprocess.run(["mount", "-t", "tracefs", "tracefs", self.mount],
+                                          stderr=subprocess.DEVNULL).returncode == 0
+            if not self.mounted:
+                raise CannotMeasure("no tracefs here")
+            self.folder = os.path.join(self.mount, "instances", f"tarnwick-bench-{os.getpid()}")
+            os.mkdir(self.folder)
+            self.made = True
+            self.event = "events/sched/sched_stat_runtime/enable"
+            if not os.path.exists(os.path.join(self.folder, self.event)):
+                raise CannotMeasure("this kernel has no sched_stat_runtime event")
+            self.write("buffer_size_kb", "8192")
+            self.write("trace_clock", "global")
+        except BaseException:
+            self.close()
+            raise
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def close(self):
+        if self.made:
+            self.write("tracing_on", "0")
+            os.rmdir(self.folder)
+        if self.mounted:
+            subprocess.run(["umount", self.mount], check=True)
+        os.rmdir(self.mount)
+
+    def write(self, control, value):
+        with open(os.path.join(self.folder, control), "w") as text:
+            text.write(value)
+
+    def restart(self):
+        """Throws away what the trace holds, and traces."""
+        self.write(self.event, "0")
+        self.write("trace", "")
+        self.write(self.event, "1")
+        self.write("tracing_on", "1")
+
+    def events(self):
+        """How many events were read, are lost and wait, of all CPUs."""
+        sums = collections.Counter()
+        for cpu in os.listdir(os.path.join(self.folder, "per_cpu")):
+            with open(os.path.join(self.folder, "per_cpu", cpu, "stats")) as stats:
+                for name, value in re.findall(r"^([a-z ]+): (\d+)$", stats.read(), re.M):
+                    sums[name] += int(value)
+        lost = sums["overrun"] + sums["commit overrun"] + sums["dropped events"]
+        return sums["read events"], lost, sums["entries"]
+
+    @contextlib.contextmanager
+    def read_by_cat(self):
+        with subprocess.Popen(["cat", os.path.join(self.folder, "trace_pipe")],
+                              stdout=subprocess.DEVNULL) as cat:
+            try:
+                yield cat.pid
+            finally:
+                cat.kill()
+
+    @contextlib.contextmanager
+    def read_by_us(self):
+        """The program on this machine's kernel but for the tracing controls, which are plain files:
+        tracing is switched by us, and the counts outlive the measurement."""
+        with device() as made, tempfile.TemporaryDirectory(prefix="bench-") as links:
+            for control in CONTROLS:
+                os.makedirs(os.path.dirname(os.path.join(links, control)), exist_ok=True)
+                open(os.path.join(links, control), "w").close()
+            os.symlink(os.path.join(self.folder, "trace_pipe"), os.path.join(links, "trace_pipe"))
+            for name in ("logcat", "busybox"):
+                made.write(f"/data/bin/{name}", "#!/bin/sh\n")
+                os.chmod(made.path(f"/data/bin/{name}"), 0o755)
+            os.mkdir(made.path("/data/trace.txt"))
+            environment = dict(os.environ, PATH=f"/data/bin:{os.environ['PATH']}")
+            with subprocess.Popen([*enter(made), "sh", "-c", KERNEL_WITH_LINKS, links, *command_of("sched")],
+                                  stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, env=environment) as process:
+                try:
+                    wait_for(lambda: has_thread(process.pid, "pipe_thread"), "the program reads")
+                    yield process.pid
+                finally:
+                    process.communicate(b"\n")
+
+
+# Inside the device: the kernel's /proc and /sys, with our links in place of its tracing folder.
+KERNEL_WITH_LINKS = """
+mount --rbind /.kernel-proc /proc && mount --rbind /.kernel-sys /sys &&
+mount -t tmpfs tmpfs /sys/kernel/debug && mkdir /sys/kernel/debug/tracing &&
+mount --bind "$0" /sys/kernel/debug/tracing && exec "$@"
+"""
+
+
+def has_thread(pid, name):
+    for task in os.listdir(f"/proc/{pid}/task"):
+        with open(f"/proc/{pid}/task/{task}/comm") as comm:
+            if comm.read() == name + "\n":
+                return True
+    return False
+
+
+@contextlib.contextmanager
+def load_of(rate, seconds):
+    with subprocess.Popen([tool("yields"), str(rate), str(seconds)], stdout=subprocess.DEVNULL) as load:
+        try:
+            yield
+        finally:
+            load.kill()
+
+
+def cpu_of_reading(tracer, reader, seconds):
+    """CPU seconds of a line, for a reader whose trace never runs dry, and how many lines a second."""
+    tracer.restart()
+    with load_of(0, 1000), reader() as pid:
+        time.sleep(0.2)
+        lines, cpu, start = -tracer.events()[0], -cpu_seconds(pid), -time.monotonic()
+        time.sleep(seconds)
+        lines, cpu, start = lines + tracer.events()[0], cpu + cpu_seconds(pid), start + time.monotonic()
+    return cpu / max(lines, 1), lines / start
+
+
+@row("pipe-saturated", "CPU time of a line of this machine's trace_pipe, under saturation")
+def pipe_saturated(options):
+    with Tracer() as tracer:
+        rounds = []
+        rates = []
+        for _ in range(options.rounds):
+            floor, _ = cpu_of_reading(tracer, tracer.read_by_cat, 0.5)
+            ours, rate = cpu_of_reading(tracer, tracer.read_by_us, 0.5)
+            rounds.append((ours * 1e6, floor * 1e6))
+            rates.append(rate)
+        yield Result("a line delivered", "us", **of_rounds(rounds), floor_name="cat trace_pipe > /dev/null",
+                     target="at most 1.10", digits=3, note=f"we read {median(rates):.0f} lines a second")
+
+
+@contextlib.contextmanager
+def nobody():
+    yield None
+
+
+def events_of_load(tracer, reader, rate, seconds):
+    """Events a second while the load runs, CPU seconds a second of the reader, and how many events were
+    lost."""
+    with reader() as pid:
+        tracer.restart()
+        lost = tracer.events()[1]
+        cpu = 0 if pid is None else cpu_seconds(pid)
+        start = time.monotonic()
+        with load_of(rate, 1000):
+            time.sleep(seconds)
+        taken = time.monotonic() - start
+        cpu = 0 if pid is None else cpu_seconds(pid) - cpu
+        # Not traced meanwhile: whoever reads the counts.
+        tracer.write("tracing_on", "0")
+        read, now_lost, waiting = tracer.events()
+        return (read + now_lost + waiting) / taken, cpu / taken, now_lost - lost
+
+
+def yield_rate(tracer, events):
+    """How often to give way for so many events a second without a reader: each time is one event, and
+    the sleeps between and the machine's other work make the rest."""
+    return max(events - events_of_load(tracer, nobody, 1, 0.5)[0], 1)
+
+
+@row("pipe-moderate", "the pipe thread on this machine's trace_pipe, at a moderate load")
+def pipe_moderate(options):
+    with Tracer() as tracer:
+        rate = yield_rate(tracer, 25000)
+        events, cat_events, cpus = [], [], []
+        for _ in range(options.rounds):
+            alone, _, _ = events_of_load(tracer, nobody, rate, 0.5)
+            ours, our_cpu, _ = events_of_load(tracer, tracer.read_by_us, rate, 0.5)
+            cat, cat_cpu, _ = events_of_load(tracer, tracer.read_by_cat, rate, 0.5)
+            events.append((ours, alone))
+            cat_events.append(cat / alone)
+            cpus.append((our_cpu * 100, cat_cpu * 100))
+        yield Result("events while we read", "events a second", **of_rounds(events), floor_name="without a reader",
+                     target="at most 1.15", note=f"with cat as the reader {median(cat_events):.2f} times as many")
+        yield Result("CPU of reading", "% of a CPU", **of_rounds(cpus), floor_name="cat trace_pipe > /dev/null",
+                     target="at most 0.20", digits=2)
+        rate = yield_rate(tracer, 110000)
+        fast, _, lost = events_of_load(tracer, tracer.read_by_us, rate, 1 if options.short else 10)
+        yield Result("events lost", f"of {fast:.0f} events a second", lost, "", None, target="none")
