@@ -8,6 +8,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 TESTS = os.path.join(os.path.dirname(HERE), "tests")
 sys.path[:0] = [HERE, os.path.join(TESTS, "support"), os.path.join(TESTS, "device")]
 
+import growth  # noqa: E402
 import rows  # noqa: E402
 
 
@@ -18,6 +19,9 @@ def main():
                         help="few rounds of small loads: shows that the benches work, measures little")
     parser.add_argument("--functions", action="store_true",
                         help="says where the instructions of the callgrind rows go")
+    parser.add_argument("--growth", action="store_true",
+                        help="measures in place of the rows how cost grows with size, and writes "
+                             "docs/performance.md")
     parser.add_argument("row", nargs="*", help="a row, or the beginning of its name")
     arguments = parser.parse_args()
     chosen = rows.chosen(arguments.row)
@@ -26,6 +30,9 @@ def main():
     if arguments.list:
         for row in chosen:
             print(f"{row.name:28}{row.title}")
+        return
+    if arguments.growth:
+        growth.draw(short=arguments.short)
         return
     rows.measure(chosen, short=arguments.short, functions=arguments.functions)
 

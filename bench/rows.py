@@ -59,6 +59,8 @@ class Result:
 def _load():
     for module in MODULES:
         importlib.import_module(module)
+    # Whoever imports whom.
+    ALL.sort(key=lambda declared: MODULES.index(declared.function.__module__))
 
 
 def chosen(names):

@@ -6,6 +6,7 @@ import fcntl
 import json
 import os
 import re
+import shutil
 import statistics
 import subprocess
 import tempfile
@@ -65,7 +66,10 @@ def callgrind_command(file, command):
 @contextlib.contextmanager
 def profiled(command):
     """Gives the command under callgrind, and a function that reads the profile when it has run."""
+    if shutil.which("valgrind") is None:
+        raise CannotMeasure("needs valgrind")
     with tempfile.TemporaryDirectory(prefix="bench-") as folder:
+        os.chmod(folder, 0o777)
         file = os.path.join(folder, "callgrind.out")
         yield callgrind_command(file, command), lambda options: Profile(file, options.functions)
 
