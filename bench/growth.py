@@ -15,10 +15,15 @@ END = "<!-- and nothing behind this line -->\n"
 COLOURS = ["#1b6ca8", "#c0392b", "#27813b", "#8e44ad", "#b9770e", "#16888a", "#444444"]
 
 
+def both(rounds):
+    """Our median and the floor's."""
+    return tuple(median(side) for side in zip(*rounds))
+
+
 def crowd_cost(what):
     def cost(options, size):
         with Crowd(what, size) as crowd:
-            return median(ours for ours, _ in function_rounds(options, what, crowd.enter)[0])
+            return both(function_rounds(options, what, crowd.enter)[0])
     return cost
 
 
@@ -28,7 +33,7 @@ def rest_cost(**fixed):
         sizes = {name: size if value is None else value for name, value in fixed.items()}
         with device(sizes["cpus"]) as made:
             fill_device(made, **sizes)
-            return median(ours for ours, _ in function_rounds(options, "rest", enter(made))[0])
+            return both(function_rounds(options, "rest", enter(made))[0])
     return cost
 
 
@@ -38,11 +43,11 @@ def trace_cost(options, size):
         with traced_device(write_file=True) as made, costed(command_of("sched")) as (measured, cost):
             feed(made, "sched", size, measured)
             costs.append(cost().cpu)
-    return median(costs)
+    return median(costs), None
 
 
 def cache_cost(options, size):
-    return median(load_cost(size, options.rounds))
+    return median(load_cost(size, options.rounds)), None
 
 
 # What grows, up to how much, and who measures it.
@@ -58,17 +63,22 @@ SERIES = [
 
 
 def exponent(points):
-    """That of the power of the size by which the cost grows in the upper half of the sizes."""
-    upper = points[len(points) // 2 - (len(points) < 4):]
+    """Of the power of the size by which the cost grows in the upper half of the sizes."""
+    upper = points[min(len(points) // 2, len(points) - 2):]
     (size, cost), (last_size, last_cost) = upper[0], upper[-1]
-    return math.log(last_cost / cost) / math.log(last_size / size)
+    return f"{math.log(last_cost / cost) / math.log(last_size / size):.2f}" if cost is not None else "-"
 
 
 def table(measured):
-    lines = ["| what grows | what costs | CPU time in ms, at a size | last exponent |", "|---|---|---|---|"]
+    lines = ["| what grows | what costs | CPU time in ms, at a size | exponent | the floor's |",
+             "|---|---|---|---|---|"]
+
+    def milliseconds(cost):
+        return f"{cost * 1000:,.0f}" if cost >= 0.1 else f"{cost * 1000:.3g}"
     for name, what, points in measured:
-        costs = ", ".join(f"{cost * 1000:.3g} at {size:,}" for size, cost in points)
-        lines.append(f"| {name} | {what} | {costs} | {exponent(points):.2f} |")
+        costs = ", ".join(f"{milliseconds(ours)} at {size:,}" for size, ours, _ in points)
+        lines.append(f"| {name} | {what} | {costs} | {exponent([(size, ours) for size, ours, _ in points])} "
+                     f"| {exponent([(size, floor) for size, _, floor in points])} |")
     return "\n".join(lines) + "\n"
 
 
@@ -76,8 +86,8 @@ def plot(measured):
     """Both axes logarithmic: a straight line of slope one is a cost that grows as the size does."""
     width, height, left, bottom, top = 760, 480, 70, 50, 20
     plot_width, plot_height = 500, height - bottom - top
-    sizes = [size for *_, points in measured for size, _ in points]
-    costs = [cost * 1000 for *_, points in measured for _, cost in points]
+    sizes = [size for *_, points in measured for size, *_ in points]
+    costs = [ours * 1000 for *_, points in measured for _, ours, _ in points]
 
     def decades(values):
         return math.floor(math.log10(min(values))), math.ceil(math.log10(max(values)))
@@ -103,10 +113,10 @@ def plot(measured):
                f'transform="rotate(-90 16 {top + plot_height / 2})">CPU time in ms</text>')
     for number, (name, _, points) in enumerate(measured):
         colour = COLOURS[number % len(COLOURS)]
-        line = " ".join(f"{x(size):.1f},{y(cost * 1000):.1f}" for size, cost in points)
+        line = " ".join(f"{x(size):.1f},{y(cost * 1000):.1f}" for size, cost, _ in points)
         out.append(f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>')
         out += [f'<circle cx="{x(size):.1f}" cy="{y(cost * 1000):.1f}" r="3" fill="{colour}"/>'
-                for size, cost in points]
+                for size, cost, _ in points]
         out.append(f'<text x="{left + plot_width + 20}" y="{top + 20 + 20 * number}" fill="{colour}">{name}</text>')
     return "\n".join(out) + "\n</svg>\n"
 
@@ -118,7 +128,7 @@ def draw(short):
     for name, what, sizes, cost in SERIES:
         points = []
         for size in sizes[:2] if short else sizes:
-            points.append((size, cost(options, size)))
+            points.append((size, *cost(options, size)))
             print(f"{name:16}{size:>10}{points[-1][1] * 1000:>12.3f} ms", flush=True)
         measured.append((name, what, points))
     if short:
