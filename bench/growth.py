@@ -7,7 +7,7 @@ from file_rows import load_cost
 from process_rows import fill_device
 from rows import Options
 from tools import Crowd, costed, device, enter, function_rounds, median
-from trace_rows import command_of, feed, traced_device
+from trace_rows import LARGE_PIPE, command_of, feed, traced_device
 
 DOCS = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "docs")
 BEGIN = "<!-- bench/run --growth writes what follows -->\n"
@@ -40,7 +40,7 @@ def rest_cost(**fixed):
 def trace_cost(options, size):
     costs = []
     for _ in range(options.rounds if size < 10**6 else 1):
-        with traced_device(write_file=True) as made, costed(command_of("sched")) as (measured, cost):
+        with traced_device(write_file=True, pipe_size=LARGE_PIPE) as made, costed(command_of("sched")) as (measured, cost):
             feed(made, "sched", size, measured)
             costs.append(cost().cpu)
     return median(costs), None

@@ -149,6 +149,19 @@ def rest_of_snapshot(options):
             yield result(f"ordinary files, {cpus} CPUs", function_rounds(options, "rest", enter(made))[0])
 
 
+@row("rest-instructions", "user instructions of a measurement without processes (callgrind)")
+def rest_instructions(options):
+    def profile(iterations):
+        # Each takes over the snapshot before it, so that it has one of its own, and a report.
+        with profiled([program(), "--stdout", "--interval=0", f"--iter={iterations}", "--no-proc-cpu",
+                       "--freq"]) as (measured, result):
+            subprocess.run(measured, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+            return result(options)
+
+    each, note = slope((2, 12), profile)
+    yield Result("a snapshot and its report", "instructions", each, "", None, note=note)
+
+
 @row("print-processes", "CPU time of printing 4000 process lines")
 def print_processes(options):
     rounds, entries = function_rounds(options, "print")
