@@ -40,7 +40,8 @@ def rest_cost(**fixed):
 def trace_cost(options, size):
     costs = []
     for _ in range(options.rounds if size < 10**6 else 1):
-        with traced_device(write_file=True, pipe_size=LARGE_PIPE) as made, costed(command_of("sched")) as (measured, cost):
+        with traced_device(write_file=True, pipe_size=LARGE_PIPE) as made, \
+                costed(command_of("sched")) as (measured, cost):
             feed(made, "sched", size, measured)
             costs.append(cost().cpu)
     return median(costs), None
@@ -117,7 +118,8 @@ def plot(measured):
         out.append(f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>')
         out += [f'<circle cx="{x(size):.1f}" cy="{y(cost * 1000):.1f}" r="3" fill="{colour}"/>'
                 for size, cost, _ in points]
-        out.append(f'<text x="{left + plot_width + 20}" y="{top + 20 + 20 * number}" fill="{colour}">{name}</text>')
+        out.append(f'<text x="{left + plot_width + 20}" y="{top + 20 + 20 * number}" fill="{colour}">{name}'
+                   '</text>')
     return "\n".join(out) + "\n</svg>\n"
 
 
@@ -134,7 +136,8 @@ def draw(short):
     if short:
         table(measured), plot(measured)
         return
-    machine = f"Measured on {os.uname().machine}, Linux {os.uname().release.split('-')[0]}, {os.cpu_count()} CPUs.\n"
+    kernel = os.uname()
+    machine = f"Measured on {kernel.machine}, Linux {kernel.release.split('-')[0]}, {os.cpu_count()} CPUs.\n"
     page = os.path.join(DOCS, "performance.md")
     with open(page) as text:
         head, rest = text.read().split(BEGIN)

@@ -151,15 +151,21 @@ def rest_of_snapshot(options):
 
 @row("rest-instructions", "user instructions of a measurement without processes (callgrind)")
 def rest_instructions(options):
-    def profile(iterations):
+    def profile(iterations, prefix=()):
         # Each takes over the snapshot before it, so that it has one of its own, and a report.
         with profiled([program(), "--stdout", "--interval=0", f"--iter={iterations}", "--no-proc-cpu",
                        "--freq"]) as (measured, result):
-            subprocess.run(measured, check=True, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+            subprocess.run([*prefix, *measured], check=True, stdin=subprocess.DEVNULL,
+                           stdout=subprocess.DEVNULL)
             return result(options)
 
     each, note = slope((2, 12), profile)
-    yield Result("a snapshot and its report", "instructions", each, "", None, note=note)
+    yield Result("this machine", "instructions", each, "", None, note=note)
+    for cpus in (2, 64):
+        with device(cpus) as made:
+            fill_device(made, cpus)
+            each, note = slope((2, 12), lambda count: profile(count, enter(made)))
+        yield Result(f"ordinary files, {cpus} CPUs", "instructions", each, "", None, note=note)
 
 
 @row("print-processes", "CPU time of printing 4000 process lines")
