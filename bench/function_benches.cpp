@@ -121,7 +121,7 @@ void printProcesses(benchmark::State& state) {
   StatsCollector collector;
   collector.useStdout = true;
   for ([[maybe_unused]] const auto round : state) {
-    formatProcessReport(deltas, 0, ProcessColumns::kProcesses, collector);
+    formatProcessReport(deltas, ProcessColumns::kProcesses, collector);
   }
   state.counters["entries"] = static_cast<double>(deltas.size());
 }

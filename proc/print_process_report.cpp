@@ -14,8 +14,9 @@ void printProcessReport(StatsCollector& collector) {
   const int64_t minCpuMs = static_cast<int32_t>(collector.minCpuMs);
   const auto columns =
       collector.targetPid == -1 ? ProcessColumns::kProcesses : ProcessColumns::kThreads;
-  formatProcessReport(subtractProcesses(collector.processesBefore, collector.processesAfter),
-                      minCpuMs, columns, collector);
+  formatProcessReport(
+      subtractProcesses(collector.processesBefore, collector.processesAfter, minCpuMs), columns,
+      collector);
 }
 
 }  // namespace tarnwick

@@ -26,10 +26,10 @@ android::sp<ProcessRecord> subtract(const ProcessRecord& before, const ProcessRe
 }  // namespace
 
 std::vector<android::sp<ProcessRecord>> subtractProcesses(const ProcessMap& before,
-                                                          const ProcessMap& after) {
+                                                          const ProcessMap& after,
+                                                          int64_t minCpuMs) {
   const android::sp<ProcessRecord> unborn = new ProcessRecord;
   std::vector<android::sp<ProcessRecord>> deltas;
-  deltas.reserve(after.size());
   // Both maps ascend by id, so one walk over them finds every partner.
   auto partner = before.begin();
   for (const auto& [id, record] : after) {
@@ -37,7 +37,11 @@ std::vector<android::sp<ProcessRecord>> subtractProcesses(const ProcessMap& befo
       ++partner;
     }
     const bool known = partner != before.end() && partner->first == id;
-    deltas.push_back(subtract(known ? *partner->second : *unborn, *record));
+    const ProcessRecord& earlier = known ? *partner->second : *unborn;
+    // Most processes are idle, and are nothing but this difference.
+    if (ticksToMs(difference(record->total, earlier.total)) > minCpuMs) {
+      deltas.push_back(subtract(earlier, *record));
+    }
   }
   std::stable_sort(deltas.begin(), deltas.end(),
                    [](const auto& a, const auto& b) { return a->total > b->total; });

@@ -6,8 +6,9 @@
 
 namespace tarnwick {
 
-// What every process or thread of `after` used since `before`, one record each, busiest first by
-// `total` and by ascending id where that is equal. In these records
+// What the processes or threads of `after` used since `before`: one record for each whose total is
+// above `minCpuMs` (milliseconds), busiest first by `total` and by ascending id where that is
+// equal. In these records
 //   - utime, stime, total, runNs and waitNs are milliseconds (the nanoseconds cut toward zero),
 //   - minFaults, majFaults and switches are counts,
 //   - ppid, numThreads and blkioTicks stay 0.
@@ -15,6 +16,7 @@ namespace tarnwick {
 // only `before` knows has ended and is left out. An id that was given to another process in between
 // is not noticed; its figures may be negative. Pure.
 std::vector<android::sp<ProcessRecord>> subtractProcesses(const ProcessMap& before,
-                                                          const ProcessMap& after);
+                                                          const ProcessMap& after,
+                                                          int64_t minCpuMs);
 
 }  // namespace tarnwick

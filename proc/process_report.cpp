@@ -2,12 +2,9 @@
 
 namespace tarnwick {
 
-void formatProcessReport(const std::vector<android::sp<ProcessRecord>>& deltas, int64_t minCpuMs,
+void formatProcessReport(const std::vector<android::sp<ProcessRecord>>& deltas,
                          ProcessColumns columns, ReportSink& sink) {
   for (const auto& delta : deltas) {
-    if (delta->total <= minCpuMs) {
-      continue;
-    }
     if (columns == ProcessColumns::kProcesses) {
       sink.output("%-5d %-18s: total=%-4ld utime=%-4ld stime=%-4ld min_flt=%-5ld maj_flt=%-4ld\n",
                   delta->id, delta->name.data(), delta->total, delta->utime, delta->stime,

@@ -13,9 +13,9 @@ enum class ProcessColumns {
   kThreads,    // the same, and the scheduler's run time, wait time and time slices
 };
 
-// Prints one line for each record of subtractProcesses whose total is above `minCpuMs`
-// (milliseconds), in the order in which they come. Pure but for the sink.
-void formatProcessReport(const std::vector<android::sp<ProcessRecord>>& deltas, int64_t minCpuMs,
+// Prints one line for each record of subtractProcesses, in the order in which they come. Pure but
+// for the sink.
+void formatProcessReport(const std::vector<android::sp<ProcessRecord>>& deltas,
                          ProcessColumns columns, ReportSink& sink);
 
 }  // namespace tarnwick

@@ -27,9 +27,7 @@ namespace {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
-  if (output == STDOUT_FILENO) {
-    fcntl(output, F_SETFD, 0);
-  } else if (output >= 0) {
+  if (output >= 0) {
     dup2(output, STDOUT_FILENO);
   }
   execl(_PATH_BSHELL, "sh", "-c", command, nullptr);

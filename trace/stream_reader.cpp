@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +14,8 @@ namespace tarnwick {
 
 StreamReader::StreamReader(int fd, size_t blockSize) : fd_(fd), block_(blockSize) {
   fcntl(fd_, F_SETFL, fcntl(fd_, F_GETFL) | O_NONBLOCK);
+  struct stat status {};
+  isPipe_ = fstat(fd_, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 std::chrono::milliseconds StreamReader::rest() const {
@@ -30,8 +33,8 @@ void StreamReader::startDrain(bool thorough) {
   drainBytes_ = std::numeric_limits<size_t>::max();
   drainEnd_ = Clock::now() + (thorough ? kPatience : kShortly);
   int waiting = 0;
-  // A pipe knows; the kernel's trace does not.
-  if (thorough && ioctl(fd_, FIONREAD, &waiting) == 0) {
+  // A pipe knows. The kernel's trace is a regular file, for which the answer is always 0.
+  if (thorough && isPipe_ && ioctl(fd_, FIONREAD, &waiting) == 0) {
     drainBytes_ = static_cast<size_t>(std::max(waiting, 0));
   }
 }

@@ -12,8 +12,8 @@
 
 namespace tarnwick {
 
-// Reads a descriptor without ever blocking in it, line by line, until the stop arrives; what is in
-// the pipe at that moment is still delivered.
+// Reads a descriptor without ever blocking in it, line by line, until the stop arrives; what is
+// there at that moment is still delivered, but for what two seconds are not enough for.
 //
 //   StreamReader reader(fd, 64 * 1024);
 //   reader.run([](std::string_view line) { ... });
@@ -23,7 +23,8 @@ namespace tarnwick {
 class StreamReader {
  public:
   // Switches the descriptor to non-blocking. It stays the caller's. Reads up to `blockSize` bytes
-  // at a time; a stop can wait for the lines of one block.
+  // at a time. Before its own drain a stop can wait for that of the moment, a tenth of a second and
+  // the lines of one block.
   StreamReader(int fd, size_t blockSize);
 
   // Returns after the stop. The end of the stream only ends the reading: what the caller does next
@@ -64,8 +65,9 @@ class StreamReader {
   // None when the last drain has left something.
   std::chrono::milliseconds rest() const;
 
-  // A drain takes what is there, but for no longer than a stop can wait. A thorough one takes all
-  // that is there at its start or, where that cannot be told, what comes in two seconds.
+  // A drain takes what is there, for a tenth of a second at most. A thorough one takes what is
+  // there at its start or, where that cannot be told, until nothing is there; for two seconds at
+  // most.
   void startDrain(bool thorough);
 
   // The next bytes of a drain; none at its end.
@@ -74,6 +76,7 @@ class StreamReader {
   bool hungUp() const;
 
   int fd_;
+  bool isPipe_;
   bool ended_ = false;
   bool thorough_ = false;
   bool leftSomething_ = false;

@@ -22,7 +22,6 @@ class LineBuffer {
 
   // Makes room for what comes next: this many characters of text and a few numbers.
   void begin(size_t textLength) {
-    constexpr size_t kLongestNumbers = 512;  // a time of 309 digits and four more numbers
     const size_t needed = textLength + kLongestNumbers;
     if (buffer_.size() - length_ < needed) {
       flush();
@@ -56,12 +55,13 @@ class LineBuffer {
       number(micros / kMillion);
       decimals(static_cast<uint32_t>(micros % kMillion));
     } else {
-      length_ = toLength(std::to_chars(end(), limit(), value, std::chars_format::fixed, 6).ptr);
+      length_ += static_cast<size_t>(snprintf(end(), kLongestNumbers, "%.6f", value));
     }
   }
 
  private:
   static constexpr size_t kSize = size_t{64} * 1024;
+  static constexpr size_t kLongestNumbers = 512;  // a time of 309 digits, four more numbers, labels
 
   char* end() { return buffer_.data() + length_; }
   char* limit() { return buffer_.data() + buffer_.size(); }

@@ -40,13 +40,15 @@ void put(ProcessMap& map, int32_t id, const Sample& sample) {
   map[id] = record;
 }
 
+constexpr int64_t kAll = std::numeric_limits<int64_t>::min();
+
 // The difference of one process that was there before and after.
 android::sp<ProcessRecord> deltaOf(const Sample& before, const Sample& after) {
   ProcessMap beforeMap;
   ProcessMap afterMap;
   put(beforeMap, 7, before);
   put(afterMap, 7, after);
-  return subtractProcesses(beforeMap, afterMap).at(0);
+  return subtractProcesses(beforeMap, afterMap, kAll).at(0);
 }
 
 std::vector<int32_t> idsOf(const std::vector<android::sp<ProcessRecord>>& deltas) {
@@ -58,6 +60,15 @@ std::vector<int32_t> idsOf(const std::vector<android::sp<ProcessRecord>>& deltas
 }
 
 using Ids = std::vector<int32_t>;
+
+// The ids that are left of one process with this difference of its total, in ticks.
+Ids idsAbove(int64_t minCpuMs, int64_t ticks) {
+  ProcessMap before;
+  ProcessMap after;
+  put(before, 7, {.total = 100});
+  put(after, 7, {.total = 100 + ticks});
+  return idsOf(subtractProcesses(before, after, minCpuMs));
+}
 
 TEST(ProcessDelta, utimeIsInMilliseconds) {
   EXPECT_EQ(deltaOf({.utime = 5}, {.utime = 12})->utime, 70);
@@ -121,7 +132,7 @@ TEST(ProcessDelta, countersAtTheEndsOfTheRangeWrap) {
 TEST(ProcessDelta, newProcessCountsFromZero) {
   ProcessMap after;
   put(after, 7, {"new", 1, 2, 3, 4, 5, 6'000'000, 7'000'000, 8});
-  const android::sp<ProcessRecord> delta = subtractProcesses({}, after).at(0);
+  const android::sp<ProcessRecord> delta = subtractProcesses({}, after, kAll).at(0);
   EXPECT_TRUE(delta->utime == 10 && delta->stime == 20 && delta->total == 30 &&
               delta->minFaults == 4 && delta->majFaults == 5 && delta->runNs == 6 &&
               delta->waitNs == 7 && delta->switches == 8);
@@ -133,13 +144,40 @@ TEST(ProcessDelta, endedProcessIsLeftOut) {
   put(before, 5, {.total = 10});
   put(before, 7, {.total = 10});
   put(after, 7, {.total = 11});
-  EXPECT_EQ(idsOf(subtractProcesses(before, after)), Ids{7});
+  EXPECT_EQ(idsOf(subtractProcesses(before, after, kAll)), Ids{7});
 }
 
-TEST(ProcessDelta, idleProcessIsKept) {
-  ProcessMap map;
-  put(map, 7, {.total = 10});
-  EXPECT_EQ(idsOf(subtractProcesses(map, map)), Ids{7});
+TEST(ProcessDelta, totalEqualToTheMinimumIsLeftOut) {
+  EXPECT_EQ(idsAbove(50, 5), Ids{});
+}
+
+TEST(ProcessDelta, totalAboveTheMinimumIsKept) {
+  EXPECT_EQ(idsAbove(59, 6), Ids{7});
+}
+
+TEST(ProcessDelta, idleProcessIsLeftOut) {
+  EXPECT_EQ(idsAbove(0, 0), Ids{});
+}
+
+TEST(ProcessDelta, oneTickIsEnough) {
+  EXPECT_EQ(idsAbove(0, 1), Ids{7});
+}
+
+TEST(ProcessDelta, negativeTotalIsLeftOut) {
+  EXPECT_EQ(idsAbove(0, -1), Ids{});
+}
+
+TEST(ProcessDelta, negativeMinimumLetsIdleProcessesIn) {
+  EXPECT_EQ(idsAbove(-1, 0), Ids{7});
+}
+
+TEST(ProcessDelta, processBehindAnIdleOneIsKept) {
+  ProcessMap before;
+  ProcessMap after;
+  put(before, 3, {.total = 1});
+  put(after, 3, {.total = 1});
+  put(after, 5, {.total = 1});
+  EXPECT_EQ(idsOf(subtractProcesses(before, after, 0)), Ids{5});
 }
 
 TEST(ProcessDelta, partnersAreFoundAmongProcessesThatCameAndWent) {
@@ -153,7 +191,7 @@ TEST(ProcessDelta, partnersAreFoundAmongProcessesThatCameAndWent) {
   }
   // Those that stayed used as many ticks as their id says, those that came 100 more.
   std::vector<int64_t> totals;
-  for (const auto& delta : subtractProcesses(before, after)) {
+  for (const auto& delta : subtractProcesses(before, after, kAll)) {
     totals.push_back(delta->total);
   }
   EXPECT_EQ(totals, (std::vector<int64_t>{1100, 1080, 1060, 1020, 70, 30}));
@@ -166,7 +204,7 @@ TEST(ProcessDelta, partnerIsFoundBehindSeveralProcessesThatEnded) {
     put(before, id, {.total = 100});
   }
   put(after, 4, {.total = 101});
-  EXPECT_EQ(subtractProcesses(before, after).at(0)->total, 10);
+  EXPECT_EQ(subtractProcesses(before, after, kAll).at(0)->total, 10);
 }
 
 TEST(ProcessDelta, busiestComesFirst) {
@@ -174,14 +212,14 @@ TEST(ProcessDelta, busiestComesFirst) {
   put(after, 1, {.total = 5});
   put(after, 2, {.total = 50});
   put(after, 3, {.total = 20});
-  EXPECT_EQ(idsOf(subtractProcesses({}, after)), (Ids{2, 3, 1}));
+  EXPECT_EQ(idsOf(subtractProcesses({}, after, kAll)), (Ids{2, 3, 1}));
 }
 
 TEST(ProcessDelta, orderIsThatOfTheTotalAlone) {
   ProcessMap after;
   put(after, 1, {.utime = 90, .stime = 90, .total = 1});
   put(after, 2, {.utime = 1, .stime = 1, .total = 2});
-  EXPECT_EQ(idsOf(subtractProcesses({}, after)), (Ids{2, 1}));
+  EXPECT_EQ(idsOf(subtractProcesses({}, after, kAll)), (Ids{2, 1}));
 }
 
 TEST(ProcessDelta, negativeTotalsComeLast) {
@@ -190,7 +228,7 @@ TEST(ProcessDelta, negativeTotalsComeLast) {
   put(before, 1, {.total = 9});
   put(after, 1, {.total = 2});
   put(after, 2, {.total = 0});
-  EXPECT_EQ(idsOf(subtractProcesses(before, after)), (Ids{2, 1}));
+  EXPECT_EQ(idsOf(subtractProcesses(before, after, kAll)), (Ids{2, 1}));
 }
 
 TEST(ProcessDelta, equalTotalsAscendById) {
@@ -200,13 +238,13 @@ TEST(ProcessDelta, equalTotalsAscendById) {
     put(after, id, {.total = 4});
     expected.push_back(id);
   }
-  EXPECT_EQ(idsOf(subtractProcesses({}, after)), expected);
+  EXPECT_EQ(idsOf(subtractProcesses({}, after, kAll)), expected);
 }
 
 TEST(ProcessDelta, nothingAfterGivesNothing) {
   ProcessMap before;
   put(before, 1, {.total = 9});
-  EXPECT_TRUE(subtractProcesses(before, {}).empty());
+  EXPECT_TRUE(subtractProcesses(before, {}, kAll).empty());
 }
 
 TEST(ProcessDelta, samplesAreNotChanged) {
@@ -214,7 +252,7 @@ TEST(ProcessDelta, samplesAreNotChanged) {
   ProcessMap after;
   put(before, 1, {.total = 9});
   put(after, 1, {.total = 11});
-  subtractProcesses(before, after);
+  subtractProcesses(before, after, kAll);
   EXPECT_TRUE(before.at(1)->total == 9 && after.at(1)->total == 11);
 }
 

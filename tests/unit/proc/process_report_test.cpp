@@ -26,15 +26,15 @@ android::sp<ProcessRecord> delta(int32_t id, const std::string& name, int64_t to
   return record;
 }
 
-std::string processLines(const Deltas& deltas, int64_t minCpuMs = 0) {
+std::string processLines(const Deltas& deltas) {
   StringSink sink;
-  formatProcessReport(deltas, minCpuMs, ProcessColumns::kProcesses, sink);
+  formatProcessReport(deltas, ProcessColumns::kProcesses, sink);
   return sink.text();
 }
 
 std::string threadLines(const Deltas& deltas) {
   StringSink sink;
-  formatProcessReport(deltas, 0, ProcessColumns::kThreads, sink);
+  formatProcessReport(deltas, ProcessColumns::kThreads, sink);
   return sink.text();
 }
 
@@ -74,42 +74,14 @@ TEST(ProcessReport, numbersWiderThanTheirColumnsAreWhole) {
             "maj_flt=-54321 rt=1234567 wt=9223372036854 switches=123456\n");
 }
 
-TEST(ProcessReport, totalEqualToTheMinimumIsLeftOut) {
-  EXPECT_EQ(processLines({delta(1, "a", 50)}, 50), "");
-}
-
-TEST(ProcessReport, totalAboveTheMinimumIsPrinted) {
-  EXPECT_NE(processLines({delta(1, "a", 51)}, 50), "");
-}
-
-TEST(ProcessReport, idleProcessIsLeftOut) {
-  EXPECT_EQ(processLines({delta(1, "a", 0)}), "");
-}
-
-TEST(ProcessReport, oneTickIsEnough) {
-  EXPECT_NE(processLines({delta(1, "a", 10)}), "");
-}
-
-TEST(ProcessReport, negativeTotalIsLeftOut) {
-  EXPECT_EQ(processLines({delta(1, "a", -10)}), "");
-}
-
-TEST(ProcessReport, negativeMinimumLetsIdleProcessesIn) {
-  EXPECT_NE(processLines({delta(1, "a", 0)}, -1), "");
-}
-
 TEST(ProcessReport, linesKeepTheirOrder) {
   const std::string lines = processLines({delta(3, "c", 10), delta(1, "a", 30)});
   EXPECT_LT(lines.find("c "), lines.find("a "));
 }
 
-TEST(ProcessReport, processBehindAnIdleOneIsPrinted) {
-  EXPECT_EQ(processLines({delta(3, "c", 0), delta(1, "a", 30)}).substr(0, 8), "1     a ");
-}
-
 TEST(ProcessReport, eachLineIsOneRecord) {
   StringSink sink;
-  formatProcessReport({delta(1, "a", 30), delta(2, "b", 20)}, 0, ProcessColumns::kThreads, sink);
+  formatProcessReport({delta(1, "a", 30), delta(2, "b", 20)}, ProcessColumns::kThreads, sink);
   EXPECT_EQ(sink.records().size(), 2U);
 }
 
