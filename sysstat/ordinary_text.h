@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -110,14 +111,16 @@ class OrdinaryText {
   bool skipFields(int count) {
     const char* at = at_;
     for (; count > 0; --count) {
-      if (*at != ' ') {
+      if (*at++ != ' ') {
         return false;
       }
-      at += at[1] == '-' ? 2 : 1;
-      const char* const digits = at;
-      while (static_cast<unsigned char>(*at - '0') < 10) {
-        ++at;
+      if (at[0] == '0' && at[1] == ' ') {
+        ++at;  // most of them
+        continue;
       }
+      at += at[0] == '-' ? 1 : 0;
+      const char* const digits = at;
+      at = digitsEnd(at);
       if (at == digits) {
         return false;
       }
@@ -149,6 +152,27 @@ class OrdinaryText {
 
  private:
   static constexpr ptrdiff_t kMostDigits = 18;
+
+  // Where the digits end that come next, found eight at a time.
+  const char* digitsEnd(const char* at) const {
+    static_assert(std::endian::native == std::endian::little, "the first character is the lowest");
+    constexpr uint64_t kEach = 0x0101010101010101;
+    constexpr uint64_t kHigh = 0x80 * kEach;
+    for (uint64_t word; end_ - at >= 8; at += 8) {
+      memcpy(&word, at, 8);
+      // '0' to '9' become 0 to 9, all others something else; 0x76 lifts 10 and more to the high
+      // bit.
+      word ^= '0' * kEach;
+      const uint64_t others = (((word & ~kHigh) + 0x76 * kEach) | word) & kHigh;
+      if (others != 0) {
+        return at + std::countr_zero(others) / 8;
+      }
+    }
+    while (static_cast<unsigned char>(*at - '0') < 10) {
+      ++at;
+    }
+    return at;
+  }
 
   // Of lower case, as the kernel has it; 16 for all other characters.
   static constexpr auto kHexDigits = [] {
