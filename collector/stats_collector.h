@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -60,13 +61,9 @@ class StatsCollector final : public ReportSink {
   // one when it cannot be read.
   int64_t readKernelFile(const char* path, char* buffer, int32_t size);
 
-  // The same into an array, without filling it first. Returns the text, which is empty when there
-  // was nothing to read.
-  template <size_t kSize>
-  std::string_view readKernelText(const char* path, std::array<char, kSize>& buffer) {
-    const int64_t got = readOnce(path, buffer.data(), kSize);
-    return kernelText(buffer.data(), static_cast<size_t>(std::max<int64_t>(got, 0)));
-  }
+  // The same without filling the buffer first. Returns the text, which is empty when there was
+  // nothing to read.
+  std::string_view readKernelText(const char* path, std::span<char> buffer);
 
   // Writes a value to a kernel control file with one open, one write and one close. A file that
   // does not take it whole ends the process with a message and status 1: a half-configured kernel
@@ -163,7 +160,7 @@ class StatsCollector final : public ReportSink {
   std::vector<char> statText;
 
  private:
-  int64_t readOnce(const char* path, char* buffer, size_t size);
+  int64_t readOnce(const char* path, std::span<char> buffer);
   void printReport();
   void printMemoryReport();
   void printNetworkReport();

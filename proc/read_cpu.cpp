@@ -16,12 +16,11 @@ constexpr size_t kMostStatBytes = size_t{4} << 20;
 std::string_view readStat(StatsCollector& collector) {
   std::vector<char>& text = collector.statText;
   for (;;) {
-    const int64_t got =
-        collector.readKernelFile("/proc/stat", text.data(), static_cast<int32_t>(text.size()));
+    const std::string_view read = collector.readKernelText("/proc/stat", text);
     // A full buffer may hide more. The larger one is kept, so this happens once in a run, if at
     // all.
-    if (got < static_cast<int64_t>(text.size()) || text.size() >= kMostStatBytes) {
-      return kernelText(text.data(), text.size());
+    if (read.size() < text.size() || text.size() >= kMostStatBytes) {
+      return read;
     }
     text.resize(2 * text.size());
   }

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -22,15 +23,20 @@ void reportError(StatsCollector& collector, const char* doing, const char* path)
 int64_t StatsCollector::readKernelFile(const char* path, char* buffer, int32_t size) {
   const auto capacity = static_cast<size_t>(size);
   memset(buffer, 0, capacity);
-  return readOnce(path, buffer, capacity);
+  return readOnce(path, {buffer, capacity});
 }
 
-int64_t StatsCollector::readOnce(const char* path, char* buffer, size_t size) {
+std::string_view StatsCollector::readKernelText(const char* path, std::span<char> buffer) {
+  const int64_t got = readOnce(path, buffer);
+  return kernelText(buffer.data(), static_cast<size_t>(std::max<int64_t>(got, 0)));
+}
+
+int64_t StatsCollector::readOnce(const char* path, std::span<char> buffer) {
   const int fd = open(path, O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     return 0;
   }
-  const ssize_t got = read(fd, buffer, size);
+  const ssize_t got = read(fd, buffer.data(), buffer.size());
   if (got == -1) {
     // The words are those of a failed open: whoever reads the log looks for one message, not two.
     reportError(*this, "opening", path);

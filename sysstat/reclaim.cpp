@@ -57,6 +57,10 @@ ReclaimNaming& ReclaimNaming::operator|=(const ReclaimNaming& other) {
 ReclaimNaming parseReclaimNaming(std::string_view text) {
   ReclaimNaming naming;
   forEachLine(text, [&naming](std::string_view line) {
+    // Most lines are told by their first letter to be of no interest.
+    if (line.front() > ' ' && line.front() != 'a' && line.front() != 'p') {
+      return;
+    }
     const std::string_view name = vmstatName(line);
     naming.allocStallsInOne |= isOneOf(name, kAllocStalls);
     naming.kswapdScansByZone |= isOneOf(name, kKswapdScansByZone);

@@ -5,8 +5,13 @@
 
 namespace tarnwick {
 
+namespace {
+
+constexpr size_t kLongestName = 39;
+
+}  // namespace
+
 std::string_view vmstatName(std::string_view line) {
-  constexpr size_t kLongestName = 39;
   std::string_view name;
   Scanner(line).word(name);
   return name.substr(0, kLongestName);
@@ -16,10 +21,11 @@ void parseVmstat(std::string_view text, VmstatMap& map) {
   int64_t value = 0;
   forEachLine(text, [&](std::string_view line) {
     Scanner scan(line);
-    if (scan.skipWord()) {
+    std::string_view name;
+    if (scan.word(name)) {
       scan.number(value);
     }
-    map.insert_or_assign(std::string(vmstatName(line)), value);
+    map.insert_or_assign(std::string(name.substr(0, kLongestName)), value);
   });
 }
 
