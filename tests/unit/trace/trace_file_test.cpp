@@ -422,7 +422,7 @@ class RandomMeasurement {
     if (known != compact.tgidNames.end()) {
       return known->second;
     }
-    const auto name =
+    auto name =
         oneOf<std::string>({"re-initialized>", "com.example", "sh", "my app", "init", "logcat"});
     if (name != "re-initialized>") {
       plain.tgidNames[tgid] = compact.tgidNames[tgid] = name;
