@@ -11,10 +11,14 @@ PROGRAM = os.path.realpath(os.environ["TARNWICK"])
 SEPARATOR = "-" * 113 + "\n"
 DEADLINE_S = 60
 
-# This sanitizer keeps a signal that arrives outside a blocking call for the next call to return, even
-# when that call blocks.
 with open(PROGRAM, "rb") as program:
-    HOLDS_SIGNALS_BACK = b"__tsan_init" in program.read()
+    _text = program.read()
+    # This sanitizer keeps a signal that arrives outside a blocking call for the next call to return,
+    # even when that call blocks.
+    HOLDS_SIGNALS_BACK = b"__tsan_init" in _text
+    # This one asks a pipe whether memory can be read.
+    NEEDS_PIPES = b"__ubsan_handle" in _text
+    del _text
 
 # x86-64 and AArch64.
 SYS_PPOLL = {"x86_64": 271, "aarch64": 73}[os.uname().machine]
