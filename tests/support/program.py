@@ -87,7 +87,7 @@ class Program:
         a wait that is seen afterwards is a later one.
         """
         if self.process.poll() is not None:
-            raise AssertionError(f"ended with {self.process.returncode}: {self.errors()}")
+            raise AssertionError(f"ended with {self.process.returncode}: {self.errors()}{self.output()}")
         usr1 = 1 << (signal.SIGUSR1 - 1)
         if (int(self._status("ShdPnd"), 16) | int(self._status("SigPnd"), 16)) & usr1:
             return False
