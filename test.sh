@@ -100,7 +100,11 @@ scripts/aarch64-sysroot.sh
 build aarch64
 begin "bundle"
 packaging/bundle.sh
-run aarch64
+run aarch64 --label-exclude kernel
+
+begin "kernels"
+tests/kernel/fetch-kernels.sh 6.1
+run aarch64 --label-regex kernel
 
 build clang
 

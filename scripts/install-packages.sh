@@ -34,7 +34,12 @@ test_packages=(
   clang
   clang-format
   clang-tidy
+<<<<<<< HEAD
   libbenchmark-dev    # the benches are checked, too
+=======
+  device-tree-compiler
+  e2fsprogs
+>>>>>>> 28e5732 (Test the bundle on real AArch64 kernels)
   libc++-dev
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
@@ -42,6 +47,7 @@ test_packages=(
   llvm                # names and lines in the sanitizers' reports
   mount
   python3
+  qemu-system-arm
   qemu-user-static
   strace
   util-linux

@@ -1,0 +1,103 @@
+# What the scripts of the guests share. Every wait has a deadline; nothing sleeps and hopes.
+
+PROGRAM=/opt/tarnwick/tarnwick
+DEADLINE_S=60
+DEBUGFS=/sys/kernel/debug
+TRACING=$DEBUGFS/tracing
+
+# uptime_in VARIABLE: seconds with two digits behind the point. Without a process of its own.
+uptime_in() {
+  read -r "$1" _ </proc/uptime
+}
+
+# wait_for WHAT COMMAND...: polls until the command succeeds.
+wait_for() {
+  local what=$1 now= give_up=
+  shift
+  uptime_in give_up
+  give_up=$((${give_up%.*} + DEADLINE_S))
+  until "$@"; do
+    uptime_in now
+    if [ "${now%.*}" -gt "$give_up" ]; then
+      echo "not in $DEADLINE_S s: $what" >&2
+      ps -o pid,ppid,stat,comm,args >&2
+      exit 9
+    fi
+    usleep 5000
+  done
+}
+
+# start NAME OPTION...: the program, with its output in /out/NAME and /out/NAME.err and its process id
+# in PID. Descriptor 7 is its standard input.
+start() {
+  local name=$1
+  shift
+  rm -f "/tmp/$name.in"
+  mkfifo "/tmp/$name.in"
+  "$PROGRAM" "$@" <"/tmp/$name.in" >"/out/$name" 2>"/out/$name.err" &
+  PID=$!
+  exec 7>"/tmp/$name.in"
+}
+
+# waiting: until the program's main thread sleeps in its wait.
+waiting() {
+  load waiting "$PID" || {
+    echo "the program does not wait" >&2
+    ps -o pid,ppid,stat,comm,args >&2
+    exit 9
+  }
+}
+
+# toggle: SIGUSR1, and the wait that follows it.
+toggle() {
+  waiting
+  kill -USR1 "$PID"
+  waiting
+}
+
+enter() {
+  waiting
+  echo >&7
+}
+
+has_gone() {
+  [ ! -d "/proc/$1" ] || grep -q '^State:.Z' "/proc/$1/status" 2>/dev/null
+}
+
+# finish NAME: waits for the end of the program, and leaves its status in /out/NAME.status.
+finish() {
+  local status=0
+  wait_for "the program ends" has_gone "$PID"
+  wait "$PID" || status=$?
+  echo "$status" >"/out/$1.status"
+  exec 7>&-
+}
+
+interrupt() {
+  kill -INT "$PID"
+  finish "$1"
+}
+
+# mount_disks: the three of them on /mnt/DISK.
+mount_disks() {
+  local disk
+  for disk in vda:vda1 sda:sda1 mmcblk0:mmcblk0p1; do
+    wait_for "the disk $disk" [ -b "/dev/${disk#*:}" ]
+    mkdir -p "/mnt/${disk%:*}"
+    mount -t ext4 "/dev/${disk#*:}" "/mnt/${disk%:*}"
+  done
+}
+
+# The tracing files that the program writes.
+CONTROLS="tracing_on options/overwrite trace_clock buffer_size_kb
+  events/sched/sched_stat_wait/enable events/sched/sched_stat_iowait/enable
+  events/sched/sched_stat_runtime/enable events/filemap/mm_filemap_add_to_page_cache/enable
+  events/filemap/mm_filemap_delete_from_page_cache/enable"
+
+# controls FOLDER: their names and contents.
+controls() {
+  local control
+  for control in $CONTROLS; do
+    echo "$control=$(cat "$1/$control")"
+  done
+}
