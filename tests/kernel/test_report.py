@@ -37,7 +37,7 @@ class Report(unittest.TestCase):
         pid, ticks = (int(line) for line in self.out["burned"].splitlines()[:2])
         total = sum(int(line[2]) for line in PROCESS.findall(self.first) + PROCESS.findall(self.second)
                     if int(line[0]) == pid)
-        self.assertGreaterEqual(ticks, 50)
+        self.assertGreaterEqual(ticks, 45)
         self.assertAlmostEqual(total, ticks * 10, delta=30)
 
     def test_cpu_of_the_child_was_busy_and_fast(self):
@@ -109,8 +109,10 @@ class Report(unittest.TestCase):
         shown = {name: int(kb) for name, kb in re.findall(r"(\w+)=(\d+)", line)}
         # The kernel's file pages are those of three lines.
         told["Cached"] += told["Buffers"] + told["SwapCached"]
-        for name in ("MemFree", "Cached", "AnonPages", "Mapped", "Slab", "Shmem"):
+        for name in ("Cached", "AnonPages", "Mapped", "Slab", "Shmem"):
             self.assertAlmostEqual(shown[name], told[name], delta=4096, msg=name)
+        # Each CPU keeps some free pages to itself, counted or not.
+        self.assertAlmostEqual(shown["MemFree"], told["MemFree"], delta=16384)
         self.assertGreater(shown["Mapped"], 4096)
 
     def test_threads_of_a_process(self):

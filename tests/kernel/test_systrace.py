@@ -38,7 +38,7 @@ class Systrace(unittest.TestCase):
             yield name, self.traces[name], sums(self.out[f"{name}.sums"])
 
     def test_every_run_ends_with_status_0_and_says_what_it_does(self):
-        for name in ["silent", "again", "enter", "once", "often"]:
+        for name in ["silent", "again", "enter", "once"]:
             self.assertEqual(self.out[f"{name}.status"], "0\n", name)
         self.assertIn("Received first trace message...\n", self.out["enter"])
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n",
@@ -70,8 +70,11 @@ class Systrace(unittest.TestCase):
             self.assertGreater(counted["rival one"][1][1], 100000000)
             for thread, (tid, (_, delay, wait, _)) in counted.items():
                 waited = self.sum_of(records, tid, "nr", "wait")
-                self.assert_near(waited, delay, (name, thread))
                 self.assert_near(waited, wait, (name, thread))
+                # From 6.12 on the kernel counts a thread's delay and its wait otherwise when it sleeps
+                # often; the events are those of the wait.
+                if thread.startswith("rival"):
+                    self.assert_near(waited, delay, (name, thread))
 
     def test_waits_for_the_disk_add_up(self):
         for name, records, counted in self.each():
@@ -119,17 +122,27 @@ class Systrace(unittest.TestCase):
 
     def test_tracing_files_after_the_stop(self):
         self.assertNotEqual(controls(self.out["controls.before"])["tracing_on"], "0")
-        for when in ("after", "end"):
-            self.assertEqual(controls(self.out[f"controls.{when}"]), STOPPED)
-
-    def test_twenty_short_measurements_leave_nothing(self):
-        self.assertEqual(self.out["often"].count("SIGUSR1->start()\n"), 21)
-        self.assertEqual(self.out["often"].count("\nDone writing output to trace.txt...\n"), 21)
-        self.assertEqual(self.out["often.after"], self.out["often.before"])
-        self.assertEqual(self.out["tools"], "0\n")
+        self.assertEqual(controls(self.out["controls.after"]), STOPPED)
 
     def test_log_tool_is_called_as_the_platform_wants_it(self):
         calls = self.out["logcat.arguments"].splitlines()
         self.assertEqual(calls[0], "-c")
         self.assertTrue(calls[1].startswith("-v threadtime -b main *:s KPI-R2K-ID-2 "), calls[1])
-        self.assertEqual(len(calls), 2 * (len(TRACED) + 1 + 21))
+        self.assertEqual(len(calls), 2 * (len(TRACED) + 1))
+
+
+class ShortTraces(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.out = Guest("short_traces.sh").out
+
+    def test_all_of_them_are_written(self):
+        self.assertEqual(self.out["often.status"], "0\n")
+        self.assertEqual(self.out["often"].count("SIGUSR1->start()\n"), 21)
+        self.assertEqual(self.out["often"].count("\nDone writing output to trace.txt...\n"), 21)
+        self.assertEqual(len(self.out["logcat.arguments"].splitlines()), 2 * 21)
+
+    def test_nothing_stays(self):
+        self.assertEqual(self.out["counts.after"], self.out["counts.before"])
+        self.assertEqual(self.out["tools"], "0\n")
+        self.assertEqual(controls(self.out["controls"]), STOPPED)

@@ -101,3 +101,18 @@ controls() {
     echo "$control=$(cat "$1/$control")"
   done
 }
+
+# log_tool: a stand-in for the platform's tool, which says what comes from /tmp/log.
+log_tool() {
+  cat >/bin/logcat <<'LOGCAT'
+#!/bin/sh
+echo "$*" >>/out/logcat.arguments
+[ "$1" != -c ] || exit 0
+while read -r line; do
+  echo "$line"
+done </tmp/log
+LOGCAT
+  chmod +x /bin/logcat
+  mkfifo /tmp/log
+  exec 6<>/tmp/log
+}

@@ -2,19 +2,7 @@
 . /lib.sh
 mount_disks
 
-# A stand-in for the platform's tool: what it logs comes from /tmp/log.
-cat >/bin/logcat <<'LOGCAT'
-#!/bin/sh
-echo "$*" >>/out/logcat.arguments
-[ "$1" != -c ] || exit 0
-while read -r line; do
-  echo "$line"
-done </tmp/log
-LOGCAT
-chmod +x /bin/logcat
-mkfifo /tmp/log
-exec 6<>/tmp/log
-
+log_tool
 dd if=/dev/urandom of=/mnt/mmcblk0/data bs=4k count=50 conv=fsync 2>/dev/null
 
 # threads_start NAME: see `load threads`. Descriptor 8 is its input.
@@ -45,10 +33,6 @@ log() {
   local seconds=
   uptime_in seconds
   echo "01-01 00:00:00.000   100   101 I $1: ${seconds%.*}${seconds#*.}0 text" >&6
-}
-
-tools() {
-  ps -o comm | grep -c '^logcat$' || true
 }
 
 cut -d ' ' -f 1 /proc/uptime >/out/clock && echo "a time" >/dev/kmsg
@@ -97,22 +81,3 @@ threads_work once
 kill -0 "$PID"
 finish once
 threads_end once
-
-# Twenty short ones; the first has made all that stays.
-start often --stdout --sig --systrace --no-proc-cpu
-toggle
-toggle
-descriptors() {
-  ls "/proc/$PID/fd" | wc -l
-  ls "/proc/$PID/task" | wc -l
-  tools
-}
-descriptors >/out/often.before
-for _ in $(seq 20); do
-  toggle
-  toggle
-done
-descriptors >/out/often.after
-interrupt often
-tools >/out/tools
-controls "$TRACING" >/out/controls.end

@@ -4,32 +4,6 @@
 start pmu --stdout --iter=1 --interval=0 --pmu
 finish pmu
 
-# SIGINT in each state.
-start idle --stdout --sig
-waiting
-interrupt idle
-start sampling --stdout --sig
-toggle
-interrupt sampling
-start looping --stdout --interval=60
-waiting
-interrupt looping
-start entering --stdout --enter
-waiting
-interrupt entering
-for option in systrace block-dump; do
-  start "$option" --stdout --sig "--$option"
-  toggle
-  interrupt "$option"
-  start "$option-enter" --stdout --enter "--$option"
-  waiting
-  interrupt "$option-enter"
-  start "$option-between" --stdout --sig "--$option"
-  toggle
-  toggle
-  interrupt "$option-between"
-done
-
 # traced NAME: a short trace of each kind.
 traced() {
   start "$1-systrace" --stdout --iter=1 --interval=0 --systrace --no-proc-cpu
@@ -68,4 +42,3 @@ start none-systrace --stdout --enter --systrace
 finish none-systrace
 start none-block-dump --stdout --enter --block-dump
 finish none-block-dump
-ps -o comm >/out/processes
