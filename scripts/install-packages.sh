@@ -34,12 +34,9 @@ test_packages=(
   clang
   clang-format
   clang-tidy
-<<<<<<< HEAD
-  libbenchmark-dev    # the benches are checked, too
-=======
   device-tree-compiler
   e2fsprogs
->>>>>>> 28e5732 (Test the bundle on real AArch64 kernels)
+  libbenchmark-dev    # the benches are checked, too
   libc++-dev
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
