@@ -4,7 +4,7 @@ import os
 import signal
 import subprocess
 
-from test_trace import FALLBACK, PRINT_AND_STAY, STAY, TraceTest, sched
+from test_trace import END_LOGCAT, FALLBACK, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, sched
 from program import DEADLINE_S, wait_for
 
 LINE = "11-20 16:41:43.123  1234  1250 {} {}: {} cmp={}\n"
@@ -80,6 +80,12 @@ class Kpi(LogTest):
             RECORD.format(0.001, 0, "AMS-1") + RECORD.format(0.002, 0, "AMS-1")
             + RECORD.format(0.003, 0, "AMS-1") + RECORD.format(0.004, 4321, "AMS-1")
             + RECORD.format(0.005, 0, "AMS-1"))
+
+    def test_component_without_a_package(self):
+        # The name of this process is empty as well.
+        self.device.process(4321, "x", cmdline="/x/\0")
+        self.assertEqual(self.measure_log(kpi("AMS-1", 1, ""), kpi("AMS-1", 2, "/x")),
+                         RECORD.format(0.001, 0, "AMS-1") + RECORD.format(0.002, 4321, "AMS-1"))
 
     def test_process_of_the_line_where_the_tag_says_so(self):
         self.device.process(4321, "m.example", cmdline="com.example\0")
@@ -159,6 +165,15 @@ class Commands(LogTest):
         self.measure_log()
         self.assertEqual(self.calls(), CLEAR + CAPTURE + FALLBACK)
 
+    def test_commands_have_no_signal_blocked(self):
+        # A shell unblocks them when it waits for a command of its own.
+        save = ('while read -r field mask; do [ "$field" = SigBlk: ] && echo "$mask"; done '
+                "< /proc/self/status >> /data/blocked\n")
+        self.tool("logcat", save + LOGCAT.format(body=PRINT_AND_STAY))
+        self.tool("busybox", save + END_LOGCAT)
+        self.measure_log()
+        self.assertEqual(self.device.read("/data/blocked"), 3 * f"{0:016}\n")
+
     def sleeper(self):
         process = subprocess.Popen(["sleep", "1000"])
         self.addCleanup(process.wait)
@@ -175,7 +190,7 @@ class Commands(LogTest):
             self.settle()
             program.type("\n")
             output = program.finish()
-        self.assertEqual(self.processes(), [])
+        self.wait_until_all_have_ended()
         return output
 
     def test_logcat_that_the_trace_has_seen_is_killed(self):
@@ -193,7 +208,7 @@ class Commands(LogTest):
             self.settle()
             program.type("\n")
             self.assertIn(KILLING.format(pid), program.finish())
-        self.assertEqual(self.processes(), [])
+        self.wait_until_all_have_ended()
         self.assertEqual(self.calls(), CLEAR + CAPTURE)
 
     def test_lowest_of_those_named_logcat_is_killed(self):
@@ -242,13 +257,14 @@ class BadLogcat(LogTest):
     def assert_measures(self, before_stop=lambda: None, record="", prefix=()):
         if os.path.exists(self.device.path("/data/logcat-pid")):
             self.device.remove("/data/logcat-pid")
-        with self.start("--enter", "--systrace", prefix=prefix) as program:
-            program.wait_until_waiting()
+        with self.start("--sig", "--systrace", prefix=prefix) as program:
+            program.toggle()
             before_stop()
             self.send(sched("wait", 7, "p", 5))
-            program.type("\n")
-            self.assertIn("body_temp=", program.finish())
-        self.assertEqual(self.processes(), [])
+            program.toggle()
+            self.assertEqual(self.children(program), [])
+            self.assertIn("body_temp=", program.interrupt())
+        self.wait_until_all_have_ended()
         # The threads append in any order.
         self.assertEqual(sorted(self.records().splitlines()),
                          sorted((record + wait_record(7, 5)).splitlines()))
@@ -291,7 +307,7 @@ class BadLogcat(LogTest):
                 self.send(sched("wait", 7, "p", 5))
                 program.type("\n")
                 self.assertIn("body_temp=", program.finish())
-            self.assertEqual(self.processes(), [])
+            self.wait_until_all_have_ended()
             records = self.records().splitlines(keepends=True)
             self.assertEqual(set(records) - {RECORD.format(0.001, 0, "AMS-1")}, {wait_record(7, 5)})
             self.device.remove("/data/logcat-pid")

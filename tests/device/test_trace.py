@@ -13,6 +13,8 @@ SCHED = [f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait",
 FILEMAP = [f"events/filemap/mm_filemap_{name}_page_cache/enable" for name in ("add_to", "delete_from")]
 CONTROLS = [*SCHED, *FILEMAP, "buffer_size_kb", "trace_clock", "options/overwrite", "tracing_on"]
 
+SYS_OPENAT = {"x86_64": 257, "aarch64": 56}[os.uname().machine]
+
 # Every tool logs its arguments. A logcat prints what stands in /data/log and then stays; busybox ends it.
 TOOL = """#!/bin/sh
 {{ printf '[%s]' {name} "$@"; echo; }} >> /data/calls
@@ -108,6 +110,15 @@ class TraceTest(DeviceTest):
             for pid in self.processes():
                 os.kill(pid, signal.SIGKILL)
 
+    @staticmethod
+    def children(program):
+        """The children of the program, those included that it has not waited for."""
+        found = []
+        for task in os.listdir(f"/proc/{program.pid}/task"):
+            with open(f"/proc/{program.pid}/task/{task}/children") as children:
+                found += children.read().split()
+        return found
+
     def logcat_pid(self):
         def text():
             try:
@@ -132,6 +143,21 @@ class TraceTest(DeviceTest):
 
     def start(self, *options, **popen):
         return self.device.start("--stdout", "--no-proc-cpu", *options, env=self.environment, **popen)
+
+    @staticmethod
+    def is_held(pid, tid):
+        """Whether the thread sleeps in opening a file."""
+        try:
+            with open(f"/proc/{pid}/task/{tid}/syscall") as syscall:
+                if syscall.read().split()[0] != str(SYS_OPENAT):
+                    return False
+            with open(f"/proc/{pid}/task/{tid}/stat") as stat:
+                return stat.read().rsplit(")")[1].split()[0] == "S"
+        except (FileNotFoundError, ProcessLookupError):
+            return False  # ended in the meantime
+
+    def wait_until_held(self, program):
+        wait_for(lambda: self.is_held(program.pid, program.pid), "the write is held")
 
     def wait_until_reading(self, program):
         """Until then a pipe that is closed has nobody to keep what is in it."""
@@ -211,11 +237,111 @@ class Records(TraceTest):
             [line.split("tgid_name=")[1] for line in self.records().splitlines()],
             ["named tid=7 tid_name=x name=wait", " tid=8 tid_name=y name=", "named tid=7 tid_name=x name=wait"])
 
+    def trace_around(self, change):
+        """A measurement with a line before and one behind the change."""
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.send(sched("wait", 7, "x", 5))
+            self.settle()
+            change()
+            self.send(sched("wait", 7, "x", 6))
+            program.type("\n")
+            program.finish()
+        return self.records()
+
+    RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid=6 tgid_name={} tid=7 tid_name=x name=wait\n")
+
+    def test_names_are_looked_up_once_in_a_measurement(self):
+        self.task(7, 6, "early")
+
+        def rename():
+            self.task(7, 6, "late")
+            self.task(7, 5, "late")
+        self.assertEqual(self.trace_around(rename),
+                         self.RECORD.format(5, "early") + self.RECORD.format(6, "early"))
+
+    def test_thread_that_has_no_status_yet_is_looked_up_again(self):
+        for status in (None, "Name:\tx\n"):
+            with self.subTest(status):
+                if status is not None:
+                    self.device.write("/proc/7/status", status)
+                self.assertEqual(self.trace_around(lambda: self.task(7, 6, "p")), self.RECORD.format(6, "p"))
+                self.device.remove("/proc/7/status")
+
+    def test_process_that_has_no_name_yet_is_looked_up_again(self):
+        for comm in (None, ""):
+            with self.subTest(comm):
+                self.task(7, 6, "p")
+                self.device.remove("/proc/6/comm")
+                if comm is not None:
+                    self.device.write("/proc/6/comm", comm)
+                self.assertEqual(self.trace_around(lambda: self.device.write("/proc/6/comm", "p\n")),
+                                 self.RECORD.format(6, "p"))
+
+    def test_process_whose_name_cannot_be_read_is_not_looked_up_again(self):
+        self.task(7, 6, "p")
+        self.device.remove("/proc/6/comm")
+        os.mkdir(self.device.path("/proc/6/comm"))
+
+        def name():
+            self.device.remove("/proc/6/comm")
+            self.device.write("/proc/6/comm", "p\n")
+        self.assertEqual(self.trace_around(name), "")
+
     def test_garbage_is_passed_over(self):
         self.task(7, 7, "p")
         self.trace("CPU:1 [LOST 2825 EVENTS]\n", "x" * 5000 + "\n", "\0\0\0\n", "\xff\xfe [1] sched_stat_w\n",
                    sched("wait", 7, "p", 5))
         self.assertEqual(len(self.records().splitlines()), 1)
+
+
+class NextMeasurement(TraceTest):
+    """Nothing of a measurement is left in the next one."""
+
+    RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid={} tgid_name={} tid={} tid_name={} "
+              "name=wait\n")
+
+    def measure_twice(self, first, between, second):
+        """The records of the second of two measurements with these lines."""
+        with self.start("--sig", "--systrace") as program:
+            for lines in (first, second):
+                program.toggle()
+                self.send(*lines)
+                program.toggle()
+                between()
+            program.interrupt()
+        return self.records()
+
+    def test_process_of_a_thread(self):
+        self.task(7, 5, "early")
+        self.assertEqual(self.measure_twice([sched("wait", 7, "x", 1)], lambda: self.task(7, 6, "late"),
+                                            [sched("wait", 7, "x", 2)]),
+                         self.RECORD.format(2, 6, "late", 7, "x"))
+
+    def test_name_of_a_process(self):
+        self.task(7, 6, "early")
+        self.assertEqual(self.measure_twice([sched("wait", 7, "x", 1)], lambda: self.task(7, 6, "late"),
+                                            [sched("wait", 7, "x", 2)]),
+                         self.RECORD.format(2, 6, "late", 7, "x"))
+
+    def test_names_of_threads(self):
+        # Each is in another place among the names than before.
+        for tid in (7, 8, 9):
+            self.task(tid, 6, "p")
+        names = {8: "b", 7: "c", 9: "d"}
+        self.assertEqual(self.measure_twice([sched("wait", 7, "a", 1), sched("wait", 8, "b", 1)],
+                                            lambda: None,
+                                            [sched("wait", tid, name, 2) for tid, name in names.items()]),
+                         "".join(self.RECORD.format(2, 6, "p", tid, name) for tid, name in names.items()))
+
+    def test_records_that_could_not_be_written(self):
+        self.task(7, 6, "p")
+        folder = self.device.path("/data/trace.txt")
+        os.mkdir(folder)
+        self.assertEqual(self.measure_twice([sched("wait", 7, "x", 1)],
+                                            lambda: os.path.isdir(folder) and os.rmdir(folder),
+                                            [sched("wait", 7, "x", 2)]),
+                         self.RECORD.format(2, 6, "p", 7, "x"))
 
 
 class Stop(TraceTest):
@@ -236,31 +362,57 @@ class Stop(TraceTest):
                 self.assertEqual(len(self.records().splitlines()), 100, round_)
             program.interrupt()
 
-    def test_lines_are_taken_before_the_writes_that_discard_them(self):
-        clock = self.device.path(f"{TRACING}/trace_clock")
-        os.remove(clock)
-        os.mkfifo(clock)
+    def hold(self, *controls):
+        """The program waits before it writes one of them."""
+        for control in controls:
+            self.device.remove(f"{TRACING}/{control}")
+            os.mkfifo(self.device.path(f"{TRACING}/{control}"))
 
-        def pass_clock():
-            """Lets the program write the clock. Returns how much was unread when it opened it."""
-            with open(clock) as reader:
+    def let_write(self, *controls):
+        """Lets the program write them, in their order. Returns how much was unread before the last one."""
+        for control in controls:
+            with open(self.device.path(f"{TRACING}/{control}")) as reader:
                 unread = self.unread()
                 reader.read()
-                return unread
+        return unread
+
+    def test_lines_are_taken_before_the_writes_that_discard_them(self):
+        self.hold("trace_clock")
         self.task(7, 7, "p")
         with self.start("--sig", "--systrace") as program:
             for round_ in range(20):
                 program.wait_until_waiting()
                 program.send(signal.SIGUSR1)
-                pass_clock()
+                self.let_write("trace_clock")
                 program.wait_until_waiting()
                 # The first of them sends the reader to its rest.
                 for number in range(100):
                     self.send(sched("wait", 7, "p", number + 1))
                 program.send(signal.SIGUSR1)
-                self.assertEqual(pass_clock(), 0, round_)
+                self.assertEqual(self.let_write("trace_clock"), 0, round_)
             program.wait_until_waiting()
             program.interrupt()
+
+    def test_lines_are_all_taken_when_that_takes_long(self):
+        # A read takes as long as all of a drain in the middle of a measurement may.
+        slow = ["strace", "-D", "-f", "-o", "/dev/null", "-e", "trace=read",
+                "-e", "inject=read:delay_enter=110000"]
+        fcntl.fcntl(self.pipe, fcntl.F_SETPIPE_SZ, 1 << 20)
+        line = PageCache.event("add_to", 9)
+        lines = 5 * 65536 // len(line)
+        self.hold("tracing_on", "trace_clock", "buffer_size_kb")
+        with self.start("--enter", "--block-dump", prefix=slow) as program:
+            self.let_write("buffer_size_kb", "trace_clock", "tracing_on")
+            program.wait_until_waiting()
+            program.type("\n")
+            self.wait_until_held(program)
+            self.send(line * lines)
+            self.assertEqual(self.let_write("tracing_on", "trace_clock"), 0)
+            # The thread's own stop takes the rest.
+            self.wait_until_held(program)
+            self.send(line * lines)
+            self.let_write("buffer_size_kb")
+            self.assertIn(f"add={2 * lines} del=0 file=total\n", program.finish())
 
     def test_half_a_line_is_not_a_record(self):
         self.task(7, 7, "p")
@@ -268,11 +420,13 @@ class Stop(TraceTest):
         self.assertEqual(len(self.records().splitlines()), 1)
 
     def test_no_child_is_left(self):
-        with self.start("--enter", "--systrace") as program:
+        with self.start("--sig", "--systrace") as program:
+            program.toggle()
             self.wait_until_logged()
-            program.type("\n")
-            program.finish()
-        self.assertEqual(self.processes(), [])
+            program.toggle()
+            self.assertEqual(self.children(program), [])
+            program.interrupt()
+        self.wait_until_all_have_ended()
         self.assertEqual(self.calls().splitlines(keepends=True)[2:], [FALLBACK])
 
 
@@ -304,6 +458,11 @@ class PageCache(TraceTest):
 
     def test_nothing_without_the_option(self):
         self.assertEqual(self.lines(self.trace(self.event("add_to", 9))), [])
+
+    def test_scheduler_events_are_passed_over(self):
+        self.task(7, 7, "p")
+        output = self.trace(sched("wait", 7, "p", 5), options=("--block-dump",))
+        self.assertNotIn("Received first trace message...", output)
 
     def test_counts_add_up_over_measurements(self):
         with self.start("--sig", "--block-dump") as program:

@@ -15,7 +15,6 @@ START = {"--systrace": [(control, "1") for control in SCHED] + ON,
 STOP = [("tracing_on", "0"), ("options/overwrite", "0"), *((control, "0") for control in SCHED),
         *((control, "0") for control in reversed(FILEMAP)), ("trace_clock", "local"),
         ("buffer_size_kb", "1")]
-SYS_OPENAT = {"x86_64": 257, "aarch64": 56}[os.uname().machine]
 ONE_MEASUREMENT = ("--iter=1", "--interval=0")
 
 
@@ -48,6 +47,10 @@ class ControlTest(TraceTest):
         with self.start(*ONE_MEASUREMENT, *options, prefix=["strace", "-o", log.name, *arguments],
                         stdin=subprocess.DEVNULL) as program:
             output = program.finish(status)
+        return output, self.all_calls(log)
+
+    def all_calls(self, log):
+        """The calls that a run under strace has logged, as (thread, call)."""
         self.wait_until_all_have_ended()
         begun = {}
         calls = []
@@ -59,7 +62,7 @@ class ControlTest(TraceTest):
             if resumed := re.match(r"<\.\.\. \w+ resumed>(.*)", call):
                 call = begun.pop(tid) + resumed[1]
             calls.append((tid, call))
-        return output, calls
+        return calls
 
 
 class Order(ControlTest):
@@ -111,6 +114,23 @@ class Order(ControlTest):
         self.lay_tracing(TRACING)
         self.assertEqual(self.steps("--block-dump"), self.page_cache_trace())
 
+    def assert_debugfs_is_tried(self):
+        output, calls = self.strace("-f", "-e", "trace=openat", options=("--block-dump",), status=1)
+        opened = [found[1] for _, call in calls if (found := re.match(r'openat\(AT_FDCWD, "(.*?)"', call))]
+        self.assertTrue([path for path in opened if path.startswith(TRACING)])
+        self.assertEqual([path for path in opened if path.startswith("/sys/kernel/tracing")], [])
+
+    def test_tracefs_that_is_not_mounted_does_not_serve(self):
+        self.device.remove("/sys/kernel/debug")
+        os.mkdir(self.device.path("/sys/kernel/tracing"))
+        self.assert_debugfs_is_tried()
+
+    def test_tracefs_does_not_serve_where_debugfs_is_something_else(self):
+        self.lay_tracing("/sys/kernel/tracing")
+        self.device.remove("/sys/kernel/debug")
+        self.device.write("/sys/kernel/debug", "")
+        self.assert_debugfs_is_tried()
+
     def test_writes_add_up_to_a_trace_that_is_off(self):
         for option in START:
             with self.subTest(option):
@@ -128,6 +148,33 @@ class Order(ControlTest):
         output = self.trace(options=("--block-dump",))
         self.assertFalse(os.path.exists(self.device.path("/data/trace.txt")))
         self.assertNotIn("trace.txt", output)
+
+
+class Reading(ControlTest):
+    def test_rest_after_each_drain(self):
+        with tempfile.NamedTemporaryFile("r") as log:
+            prefix = ["strace", "-D", "-f", "-o", log.name, "-e", "trace=prctl,openat,ppoll,read,ioctl"]
+            with self.start("--enter", "--block-dump", prefix=prefix) as program:
+                program.wait_until_waiting()
+                self.settle()
+                program.type("\n")
+                program.finish()
+            calls = self.all_calls(log)
+        reader = next(tid for tid, call in calls if 'PR_SET_NAME, "pipe_thread"' in call)
+        pipe, steps = None, ""
+        for call in (call for tid, call in calls if tid == reader):
+            if found := re.match(r'openat\(AT_FDCWD, ".*/trace_pipe", .* = (\d+)', call):
+                pipe = found[1]
+            elif re.match(r"ppoll\(.*, NULL, \[", call):
+                steps += "wait "
+            elif found := re.match(r"ppoll\(.*, \{tv_sec=(\d+), tv_nsec=(\d+)\}, \[", call):
+                rest_ns = int(found[1]) * 10 ** 9 + int(found[2])
+                steps += "rest " if 10 ** 7 <= rest_ns <= 2 * 10 ** 7 else f"{rest_ns} "
+            elif found := re.match(rf"read\({pipe}, .*, (\d+)\) += ", call):
+                steps += f"{found[1]} "
+            elif call.startswith("ioctl("):
+                break  # the drain before the writes that discard what is unread
+        self.assertRegex(steps, r"\A(wait rest (65536 )+)+wait rest \Z")
 
 
 class BadControl(ControlTest):
@@ -257,14 +304,6 @@ class Interrupt(ControlTest):
             self.device.remove(path)
         os.mkfifo(self.device.path(path))
 
-    @staticmethod
-    def is_held(pid, tid):
-        with open(f"/proc/{pid}/task/{tid}/syscall") as syscall:
-            if syscall.read().split()[0] != str(SYS_OPENAT):
-                return False
-        with open(f"/proc/{pid}/task/{tid}/stat") as stat:
-            return stat.read().rsplit(")")[1].split()[0] == "S"
-
     def interrupt(self, program):
         output = program.interrupt()
         self.wait_until_all_have_ended()
@@ -312,14 +351,8 @@ class Interrupt(ControlTest):
                  "inject=prctl:delay_enter=300000"]
         self.tool("logcat", STAY)
         with self.start("--enter", "--systrace", prefix=delay) as program:
-            def has_child():
-                found = []
-                for task in os.listdir(f"/proc/{program.pid}/task"):
-                    with open(f"/proc/{program.pid}/task/{task}/children") as children:
-                        found += children.read().split()
-                return found
             program.wait_until_waiting()
-            wait_for(has_child, "a child is born")
+            wait_for(lambda: self.children(program), "a child is born")
             self.interrupt(program)
 
     def test_while_the_log_is_cleared(self):

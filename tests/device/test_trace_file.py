@@ -90,7 +90,7 @@ class DataFolder(TraceTest):
             program.type("\n")
             output = program.finish()
         self.assertIn("body_temp=", output)
-        self.assertEqual(self.processes(), [])
+        self.wait_until_all_have_ended()
         return output
 
     def setUp(self):

@@ -1,11 +1,14 @@
 """Five hundred stops of tracing: none hangs, and none loses a line that was in the pipe before it."""
 
 import os
+import select
 import threading
 
 from test_trace import TraceTest, sched
+from program import wait_for
 
 STOPS = 125
+RECORD = "time=35.993756 tag=nr duration=123456789 cpu=1 tgid=7 tgid_name=p tid=7 tid_name=p name=wait\n"
 
 
 class Stops(TraceTest):
@@ -26,12 +29,14 @@ class Stops(TraceTest):
 
     def test_writer_that_never_pauses(self):
         stop = threading.Event()
-        line = sched("wait", 7, "p", 5).encode()
+        line = sched("wait", 7, "p", 123456789).encode()
+        # A longer write may put a part of a line into the pipe.
+        some = line * (select.PIPE_BUF // len(line))
 
         def write():
             while not stop.is_set():
                 try:
-                    os.write(writer, line * 40)
+                    os.write(writer, some)
                 except BlockingIOError:
                     pass
         writer = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"),
@@ -39,7 +44,10 @@ class Stops(TraceTest):
         thread = threading.Thread(target=write)
         thread.start()
         try:
-            self.stop_often()
+            self.stop_often(
+                lambda: wait_for(lambda: self.unread() >= 2 * len(line), "a whole line is there"),
+                lambda round_: self.assertEqual(set(self.records().splitlines(keepends=True)), {RECORD},
+                                                round_))
         finally:
             stop.set()
             thread.join()
