@@ -1,11 +1,15 @@
-// What a list of records takes from the heap. The linker leads every allocation of this program and
-// of the library through the functions below.
+// What a list of records and a map of paths take from the heap. The linker leads every allocation
+// of this program and of the library through the functions below.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <string>
+#include <string_view>
 #include <vector>
 
+#include "trace/inode_paths.h"
 #include "trace/trace_record.h"
 
 namespace {
@@ -132,6 +136,58 @@ TEST(TraceRecordMemory, theEndOfTheListFreesEverything) {
   {
     TraceRecordList list;
     appendRecords(list, kRecords);
+  }
+  EXPECT_EQ(gBlocks, before);
+}
+
+// As many as fit into two thirds of a table of a power of two.
+constexpr size_t kPaths = (size_t{1} << 18) * 2 / 3;
+
+std::string cacheOf(size_t count) {
+  std::string text;
+  for (size_t i = 0; i < count; ++i) {
+    text += "8:1_" + std::to_string(i) + " /data/app/" + std::to_string(i) + "/base.apk\n";
+  }
+  return text;
+}
+
+// What merging takes, the table's smaller forerunners included.
+size_t bytesForMerging(InodePaths& paths, std::string_view text) {
+  const size_t before = gBytesTaken;
+  paths.merge([&text](char* buffer, size_t size) {
+    const size_t length = text.copy(buffer, size);
+    text.remove_prefix(length);
+    return length;
+  });
+  return gBytesTaken - before;
+}
+
+TEST(InodePathMemory, anEntryTakesItsTextAndItsShareOfTheTable) {
+  // A line's blank and newline stand for the ends of its key and its path.
+  const std::string text = cacheOf(kPaths);
+  InodePaths first;
+  const size_t chunk = bytesForMerging(first, cacheOf(1));
+  InodePaths paths;
+  const size_t taken = bytesForMerging(paths, text);
+  ASSERT_EQ(paths.size(), kPaths);
+  // One and a half slots of 8 bytes, as many again in the smaller tables, and the ends of the
+  // chunks.
+  EXPECT_LE(taken, text.size() + kPaths * 24 + chunk + chunk / 20);
+  EXPECT_GE(taken, text.size() + kPaths * 12);
+}
+
+TEST(InodePathMemory, aChunkIsSmall) {
+  InodePaths paths;
+  EXPECT_LE(bytesForMerging(paths, cacheOf(1)), 2000000U);
+}
+
+TEST(InodePathMemory, theEndOfTheMapFreesEverything) {
+  const std::string text = cacheOf(kPaths);
+  const int64_t before = gBlocks;
+  {
+    InodePaths paths;
+    bytesForMerging(paths, text);
+    EXPECT_GT(gBlocks, before);
   }
   EXPECT_EQ(gBlocks, before);
 }
