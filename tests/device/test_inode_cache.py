@@ -233,20 +233,17 @@ class Unfinished(InodeCacheTest):
         for number in range(4096):
             self.touch(f"/data/deep/{number}")
 
-    def stop_in_the_walk(self, prefix=()):
-        """A run that stands still in the middle of its walk, which is one over the whole machine."""
-        for _ in range(20):
-            program = self.begin(prefix)
-            self.addCleanup(program.__exit__)
-            wait_for(self.left, "the walk begins")
-            program.send(signal.SIGSTOP)
-            wait_for(lambda: program.state() in "TZ", "the program stands still")
-            if self.left() == [UNFINISHED]:
-                return program
-            program.send(signal.SIGCONT)
-            program.finish()
-            self.device.remove(CACHE)
-        raise AssertionError("the walk is always over before it can be stopped")
+    def stop_in_the_walk(self, setup=":"):
+        """A run on a device of few files that stands still in the middle of its walk."""
+        tracer = [shutil.which("strace"), "-D", "-f", "--output=/data/strace", "-e", "trace=/fstatat",
+                  "-e", "inject=/fstatat:signal=STOP:when=2000"]
+        program = self.begin([*shell(setup), FEW_FILES, *tracer])
+        self.addCleanup(program.__exit__)
+        wait_for(lambda: os.path.exists(self.device.path("/data/strace"))
+                 and "--- stopped by SIGSTOP ---" in self.device.read("/data/strace"),
+                 "the program stands still")
+        self.assertEqual(self.left(), [UNFINISHED])
+        return program
 
     def test_interrupt_leaves_nothing(self):
         if HOLDS_SIGNALS_BACK:
@@ -283,8 +280,8 @@ class Unfinished(InodeCacheTest):
         self.walk("umask 0")
         self.assertEqual(stat.S_IMODE(os.stat(self.device.path(CACHE)).st_mode) & ~0o644, 0)
 
-    def errors_of_a_long_walk(self, prefix=()):
-        program = self.stop_in_the_walk(prefix)
+    def errors_of_a_long_walk(self, setup=":"):
+        program = self.stop_in_the_walk(setup)
         # The progress is shown once a second.
         time.sleep(1.1)
         program.send(signal.SIGCONT)
@@ -296,7 +293,7 @@ class Unfinished(InodeCacheTest):
         self.addCleanup(os.close, master)
         self.addCleanup(os.close, slave)
         os.set_blocking(master, False)
-        self.assertEqual(self.errors_of_a_long_walk(shell(f"exec 2>{os.ttyname(slave)}")), "")
+        self.assertEqual(self.errors_of_a_long_walk(f"exec 2>{os.ttyname(slave)}"), "")
         self.assertRegex(os.read(master, 65536).decode(),
                          r"^(\rReading the file system: \d+ files)+\r\n$")
 
