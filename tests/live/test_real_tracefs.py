@@ -42,8 +42,9 @@ class RealTracefs(unittest.TestCase):
         self.addCleanup(subprocess.run, ["umount", self.tracefs], check=True)
         if not os.path.exists(f"{self.tracefs}/{CONTROLS[-1]}"):
             self.skipTest("this kernel has no page-cache events")
-        for control in CONTROLS:
-            self.addCleanup(self.write, control, self.setting(control))
+        # A trace of our own: others may be tracing on this machine.
+        self.instance = tempfile.mkdtemp(dir=f"{self.tracefs}/instances")
+        self.addCleanup(os.rmdir, self.instance)
         self.device = Device()
         self.addCleanup(self.device.close)
         self.links = tempfile.TemporaryDirectory()
@@ -58,17 +59,7 @@ class RealTracefs(unittest.TestCase):
     def link(self, control):
         path = os.path.join(self.links.name, control)
         os.makedirs(os.path.dirname(path), exist_ok=True)
-        os.symlink(os.path.join(self.tracefs, control), path)
-
-    def setting(self, control):
-        with open(f"{self.tracefs}/{control}") as text:
-            value = text.read().strip()
-        chosen = re.search(r"\[(.*?)\]", value) or re.search(r"expanded: (\d+)", value)
-        return chosen[1] if chosen else value
-
-    def write(self, control, value):
-        with open(f"{self.tracefs}/{control}", "w") as text:
-            text.write(value)
+        os.symlink(os.path.join(self.instance, control), path)
 
     def new_file(self):
         """A file of so many pages whose path the program knows."""

@@ -84,12 +84,15 @@ class Program:
         """Whether the main thread sleeps in its wait and no SIGUSR1 is on its way to it.
 
         The pending set is read first: a signal leaves it only when the wait that it ended is over, so
-        a wait that is seen afterwards is a later one.
+        a wait that is seen afterwards is a later one. Under strace the thread is then stopped once more,
+        not asleep.
         """
         if self.process.poll() is not None:
             raise AssertionError(f"ended with {self.process.returncode}: {self.errors()}{self.output()}")
         usr1 = 1 << (signal.SIGUSR1 - 1)
         if (int(self._status("ShdPnd"), 16) | int(self._status("SigPnd"), 16)) & usr1:
+            return False
+        if self.state() != "S":
             return False
         with open(f"/proc/{self.pid}/syscall") as syscall:
             return syscall.read().split()[0] == str(SYS_PPOLL)
