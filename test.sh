@@ -2,7 +2,7 @@
 # Usage: ./test.sh
 #
 # Checks everything, in the order below, and stops at the first step that fails. The last line sums up
-# the tests of all builds, `N passed, N failed`; a step that fails for another reason than a test counts
+# the tests that ctest runs in all builds, `N passed, N failed`; a step that fails for another reason than a test counts
 # as one failure, so that the line never says 0 failed where the status is not 0.
 set -euo pipefail
 

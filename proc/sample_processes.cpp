@@ -17,7 +17,8 @@ namespace tarnwick {
 
 namespace {
 
-using Path = std::array<char, 40>;
+// "/proc/", "/task/" and "/schedstat", two numbers of up to 11 characters, and the NUL.
+using Path = std::array<char, 45>;
 using FileText = std::array<char, 4096>;
 
 char* append(char* end, std::string_view text) {

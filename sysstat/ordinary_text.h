@@ -10,9 +10,10 @@
 
 namespace tarnwick {
 
-// Reads a line in the form that kernels really print it, and refuses everything else: signs, more
-// blanks than one, numbers of more than 18 digits. Who is refused reads the line with Scanner; what
-// is not refused has the same result there. After a refusal the object is of no use.
+// Reads a line in the form that kernels really print it, and refuses everything else: a sign or
+// more than 18 digits in a number that is wanted, blanks where none or one is usual. Who is refused
+// reads the line with Scanner; what is not refused has the same result there. After a refusal the
+// object is of no use.
 class OrdinaryText {
  public:
   // What is behind a position of a text. The text ends in a newline, where every run of characters
@@ -43,7 +44,7 @@ class OrdinaryText {
   bool word(int longest) {
     const char* const start = at_;
     const char* at = start;
-    while (*at > ' ' && *at != '=') {
+    while (static_cast<unsigned char>(*at) > ' ' && *at != '=') {
       ++at;
     }
     at_ = at;
@@ -88,7 +89,7 @@ class OrdinaryText {
 
   // Any character that is no blank.
   bool skipCharacter() {
-    if (*at_ <= ' ') {
+    if (static_cast<unsigned char>(*at_) <= ' ') {
       return false;
     }
     ++at_;

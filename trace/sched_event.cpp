@@ -71,7 +71,7 @@ bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
   if (!text.literal(" [") || !text.integer(event.cpu) || !text.literal("] ")) {
     return false;
   }
-  // Nothing that is looked for further on stands in so few characters.
+  // So few characters, and none of them "=": nothing that is looked for further on.
   constexpr int kMostFlags = 5;
   constexpr ptrdiff_t kDecimals = 6;
   constexpr uint64_t kMillion = 1000000;

@@ -111,7 +111,7 @@ class AndroidBp(unittest.TestCase):
         for target, (kind, folder, *_) in self.targets.items():
             module = self.modules[module_name(target)][0]
             self.assertEqual(TYPES[module], kind, target)
-            self.assertEqual(module == "cc_test", "/tests/" in folder + "/", target)
+            self.assertEqual(module == "cc_test", os.path.relpath(folder, ROOT).startswith("tests/"), target)
 
     def test_sources_are_the_targets_sources(self):
         for target, (_, folder, sources, *_) in self.targets.items():

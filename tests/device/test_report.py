@@ -184,6 +184,17 @@ class Threads(DeviceTest):
             "63    starts            : total=10   utime=10   stime=0    min_flt=0     maj_flt=0    "
             "rt=10   wt=20   switches=30  \n")
 
+    def test_ids_of_ten_digits(self):
+        pid, tid = 2147483646, 2147483647
+        self.device.process(pid, "wide", 0, cmdline="wide\0")
+        self.thread(tid, "thread", 0, 0, "1 1 1\n", pid)
+        output = self.measure("--proc=wide", change=lambda: self.thread(
+            tid, "thread", 1, 0, "5000001 6000001 7\n", pid))
+        self.assertEqual(
+            self.lines(output),
+            f"{tid} thread            : total=10   utime=10   stime=0    min_flt=0     maj_flt=0    "
+            "rt=5    wt=6    switches=6   \n")
+
     def test_unreadable_schedstat_leaves_zeros(self):
         def change():
             self.thread(64, "bare", 3)
