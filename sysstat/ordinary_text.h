@@ -132,13 +132,9 @@ class OrdinaryText {
 
   // A number of whatever value.
   bool skipNumber() {
-    const char* at = at_;
-    while (static_cast<unsigned char>(*at - '0') < 10) {
-      ++at;
-    }
-    const bool any = at != at_;
-    at_ = at;
-    return any;
+    const char* const digits = at_;
+    at_ = digitsEnd(digits);
+    return at_ != digits;
   }
 
   bool skipHexNumber() {
