@@ -5,12 +5,13 @@
 
 #include <array>
 #include <cstdio>
-#include <cstring>
 #include <memory>
-#include <string>
+#include <optional>
 #include <string_view>
 
+#include "sysstat/scan.h"
 #include "trace/lock.h"
+#include "trace/task_status.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -28,12 +29,8 @@ int32_t tgidOf(int32_t tid) {
   }
   std::array<char, 80> line;
   while (fgets(line.data(), line.size(), status.get()) != nullptr) {
-    const std::string_view text(line.data());
-    if (text.starts_with("Tgid:")) {
-      int32_t tgid = -1;
-      sscanf(line.data(), "Tgid:\t%d", &tgid);  // NOLINT(cert-err34-c): -1 when there is no number
-      gTidToTgid[tid] = tgid;
-      return tgid;
+    if (const std::optional<int32_t> tgid = parseTgid(line.data())) {
+      return gTidToTgid[tid] = *tgid;
     }
   }
   return -1;
@@ -56,10 +53,7 @@ bool hasTgidName(int32_t tgid) {
   if (got == 0) {
     return false;
   }
-  std::string name(text.data(), strnlen(text.data(), text.size()));
-  if (!name.empty()) {
-    name.pop_back();  // the newline
-  }
+  const std::string_view name = parseComm(kernelText(text.data(), text.size()));
   // What it has between its fork and its own naming of itself.
   if (name == "re-initialized>") {
     return true;
