@@ -2,12 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <ostream>
 #include <string>
 #include <vector>
 
+#include "tests/unit/support/cpu_times_reading.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
 
@@ -21,14 +20,9 @@ void PrintTo(const CpuTimes& times, std::ostream* out) {
 
 namespace {
 
-constexpr CpuTimes kHeld = {-1, -2, -3, -4, -5, -6, -7};
-
-// What the line gives over `kHeld`.
-CpuTimes timesOf(std::string_view text, std::string_view key) {
-  CpuTimes times = kHeld;
-  parseCpuTimes(text, key, times);
-  return times;
-}
+using cpu_times_reading::kHeld;
+using cpu_times_reading::sscanfTimesOf;
+using cpu_times_reading::timesOf;
 
 constexpr const char* kTwoCpus =
     "cpu  11 12 13 14 15 16 17 18 19 20\n"
@@ -133,15 +127,8 @@ TEST(CpuTimes, oddTextsReadAsSscanfReadsThem) {
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
     const std::string& key = keys[static_cast<size_t>(i) % keys.size()];
-    // Zeros behind the text, as in the buffer of a kernel file.
-    const std::string buffer = text + std::string(16, '\0');
-    const char* const found = strstr(buffer.c_str(), key.c_str());
-    const char* const start =
-        found != nullptr ? found + key.size() : buffer.c_str() + key.size() - 1;
-    CpuTimes expected = kHeld;
-    sscanf(start, "%ld %ld %ld %ld %ld %ld %ld", &expected.user, &expected.nice, &expected.system,
-           &expected.idle, &expected.iowait, &expected.irq, &expected.softirq);
-    ASSERT_EQ(timesOf(text, key), expected) << key << " in " << testing::PrintToString(text);
+    ASSERT_EQ(timesOf(text, key), sscanfTimesOf(text, key))
+        << key << " in " << testing::PrintToString(text);
   }
 }
 

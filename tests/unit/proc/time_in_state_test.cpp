@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -11,15 +9,13 @@
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
 #include "tests/unit/support/string_sink.h"
+#include "tests/unit/support/time_in_state_reading.h"
 
 namespace tarnwick {
 namespace {
 
-FreqMap statesOf(std::string_view text) {
-  FreqMap map;
-  parseTimeInState(text, map);
-  return map;
-}
+using time_in_state_reading::sscanfStatesOf;
+using time_in_state_reading::statesOf;
 
 std::string linesOf(FreqMap before, const FreqMap& after) {
   StringSink sink;
@@ -87,16 +83,7 @@ TEST(TimeInState, oddTextsReadAsSscanfReadsThem) {
   OddTexts texts(real, "0123456789 +-()\t\n\v\f\rxe.,\n\n");
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
-    FreqMap expected;
-    std::string buffer = text;
-    for (char* line = strtok(buffer.data(), "\n"); line != nullptr; line = strtok(nullptr, "\n")) {
-      int64_t frequency = 0;
-      int64_t time = 0;
-      if (sscanf(line, "%ld %ld", &frequency, &time) == 2) {
-        expected[frequency] = time;
-      }
-    }
-    ASSERT_EQ(statesOf(text), expected) << testing::PrintToString(text);
+    ASSERT_EQ(statesOf(text), sscanfStatesOf(text)) << testing::PrintToString(text);
   }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/unit/support/odd_texts.h"
+#include "tests/unit/support/reading.h"
 
 namespace tarnwick {
 
@@ -55,9 +56,6 @@ class OddLines {
   Parts parts_;
   std::mt19937_64 random_{20240301};
 };
-
-// What a parser under comparison says of a line that it finds nothing in.
-inline constexpr const char* kNone = "none";
 
 // Fails where two ways to read a line disagree, or where so few of the lines hold something that
 // their agreement says little. What was read comes as a text, or kNone.

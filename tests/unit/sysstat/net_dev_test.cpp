@@ -2,30 +2,28 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
-#include <cstring>
 #include <limits>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "tests/unit/support/fixture.h"
+#include "tests/unit/support/net_dev_reading.h"
 #include "tests/unit/support/odd_texts.h"
 #include "tests/unit/support/string_sink.h"
 
 namespace tarnwick {
 namespace {
 
+using net_dev_reading::Interfaces;
+using net_dev_reading::interfacesOf;
+using net_dev_reading::sscanfInterfacesOf;
+using net_dev_reading::Traffic;
+
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 
 // The two lines that stand above the interfaces.
 const std::string kHead = "Inter-|   Receive\n face |bytes    packets\n";
-
-// rx_kb, rx_packets, tx_kb, tx_packets.
-using Traffic = std::array<int64_t, 4>;
-using Interfaces = std::map<std::string, Traffic>;
 
 android::sp<NetDevRecord> recordOf(const Traffic& traffic) {
   android::sp<NetDevRecord> record = new NetDevRecord;
@@ -42,21 +40,6 @@ NetDevMap mapOf(const Interfaces& interfaces) {
     map[name] = recordOf(traffic);
   }
   return map;
-}
-
-Interfaces interfacesOf(const NetDevMap& map) {
-  Interfaces interfaces;
-  for (const auto& [name, record] : map) {
-    interfaces[name] = {record->rx_kb, record->rx_packets, record->tx_kb, record->tx_packets};
-  }
-  return interfaces;
-}
-
-// What a whole text gives.
-Interfaces interfacesOf(std::string_view text) {
-  NetDevMap map;
-  parseNetDev(text, map);
-  return interfacesOf(map);
 }
 
 Interfaces interfacesBelowHead(const std::string& lines) {
@@ -235,31 +218,6 @@ TEST(NetDev, emptyTextGivesNothing) {
 
 TEST(NetDev, headAloneGivesNothing) {
   EXPECT_EQ(interfacesOf(kHead), Interfaces{});
-}
-
-// What sscanf makes of each line that strtok finds, with the same variables for all of them. Its
-// buffers are large enough for every line here.
-Interfaces sscanfInterfacesOf(std::string text) {
-  constexpr size_t kLongestName = 39;
-  Interfaces interfaces;
-  int64_t rxBytes = 0, rxPackets = 0, txBytes = 0, txPackets = 0;
-  int lines = 0;
-  for (char* line = strtok(text.data(), "\n"); line != nullptr; line = strtok(nullptr, "\n")) {
-    if (++lines <= 2) {
-      continue;
-    }
-    char name[4096] = "";
-    sscanf(line,
-           "%4095[^:]:%*[^0-9]%ld%*[^0-9]%ld%*[^0-9]%*d%*[^0-9]%*d%*[^0-9]%*d%*[^0-9]%*d%*[^0-9]"
-           "%*d%*[^0-9]%*d%*[^0-9]%ld%*[^0-9]%ld",
-           name, &rxBytes, &rxPackets, &txBytes, &txPackets);
-    const uint64_t packets = static_cast<uint64_t>(rxPackets) + static_cast<uint64_t>(txPackets);
-    if (static_cast<int64_t>(packets) >= 1) {
-      interfaces[std::string(name).substr(0, kLongestName)] = {rxBytes / 1024, rxPackets,
-                                                               txBytes / 1024, txPackets};
-    }
-  }
-  return interfaces;
 }
 
 TEST(NetDev, oddTextsReadAsSscanfReadsThem) {

@@ -2,26 +2,22 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
 
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
+#include "tests/unit/support/vmstat_reading.h"
 
 namespace tarnwick {
 namespace {
 
+using vmstat_reading::countersOf;
+using vmstat_reading::sscanfCountersOf;
+
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
-
-VmstatMap countersOf(std::string_view text) {
-  VmstatMap map;
-  parseVmstat(text, map);
-  return map;
-}
 
 TEST(Vmstat, everyLineIsACounter) {
   EXPECT_EQ(countersOf("nr_free_pages 106667\npswpin 22\npgfault 3520\n"),
@@ -147,19 +143,6 @@ TEST(VmstatName, isCutAt39Characters) {
 
 TEST(VmstatName, ofABlankLineIsEmpty) {
   EXPECT_EQ(vmstatName(" \t"), "");
-}
-
-// What sscanf makes of each line that strtok finds, with one buffer and one value for all of them.
-VmstatMap sscanfCountersOf(std::string text) {
-  constexpr size_t kLongestName = 39;
-  VmstatMap map;
-  int64_t value = 0;
-  for (char* line = strtok(text.data(), "\n"); line != nullptr; line = strtok(nullptr, "\n")) {
-    char name[4096] = "";
-    sscanf(line, "%4095s %ld", name, &value);
-    map[std::string(name).substr(0, kLongestName)] = value;
-  }
-  return map;
 }
 
 // Some lines of the text from each place of it.

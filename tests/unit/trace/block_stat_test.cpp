@@ -2,16 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "tests/unit/support/block_stat_reading.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
 
 namespace tarnwick {
 namespace {
+
+using block_stat_reading::sscanfStatsOf;
 
 constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
 constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
@@ -76,10 +78,7 @@ TEST(BlockStat, oddTextsReadAsSscanfReadsThem) {
   for (int i = 0; i < kTexts; ++i) {
     // A second text makes rows of more than eleven numbers.
     const std::string text = i % 3 == 0 ? texts.next() + " " + texts.next() : texts.next();
-    BlockStats x{};
-    sscanf(text.c_str(), "%ld %ld %ld %ld %ld %ld %ld %ld %ld %ld %ld", x.data(), &x[1], &x[2],
-           &x[3], &x[4], &x[5], &x[6], &x[7], &x[8], &x[9], &x[10]);
-    ASSERT_EQ(parseBlockStat(text), x) << testing::PrintToString(text);
+    ASSERT_EQ(parseBlockStat(text), sscanfStatsOf(text)) << testing::PrintToString(text);
   }
 }
 

@@ -3,25 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <map>
 #include <random>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "tests/unit/support/inode_reading.h"
 
 namespace tarnwick {
 namespace {
 
-// Merges a text that comes in blocks of at most these many bytes.
-template <typename BlockSize>
-void merge(InodePaths& paths, std::string_view text, BlockSize blockSize) {
-  paths.merge([&](char* buffer, size_t size) {
-    const size_t length = text.copy(buffer, std::min<size_t>(size, blockSize()));
-    text.remove_prefix(length);
-    return length;
-  });
-}
+using inode_reading::merge;
+using inode_reading::sscanfPathsOf;
 
 void merge(InodePaths& paths, std::string_view text) {
   merge(paths, text, [&text] { return text.size(); });
@@ -153,22 +145,6 @@ std::string randomText(std::mt19937& random) {
   return text;
 }
 
-// What the C library makes of a text, whose keys and paths lie in what is seen of their lines.
-std::map<std::string, std::string> scanned(const std::string& text) {
-  std::map<std::string, std::string> paths;
-  for (size_t at = 0; at < text.size();) {
-    const size_t end = std::min(text.find('\n', at), text.size());
-    std::vector<char> key(text.size() + 1);
-    std::vector<char> path(text.size() + 1);
-    if (sscanf(text.substr(at, end - at).c_str(), "%s %s", key.data(), path.data()) == 2) {
-      paths.emplace(std::string_view(key.data()).substr(0, 79),
-                    std::string_view(path.data()).substr(0, 511));
-    }
-    at = end + 1;
-  }
-  return paths;
-}
-
 TEST(InodePaths, mergesTheSameInBlocksOfAnySize) {
   std::mt19937 random(1);
   for (int round = 0; round < 3000; ++round) {
@@ -176,7 +152,7 @@ TEST(InodePaths, mergesTheSameInBlocksOfAnySize) {
     const size_t longest = 1 + random() % (round % 2 == 0 ? 8 : 1000);
     InodePaths paths;
     merge(paths, text, [&] { return 1 + random() % longest; });
-    const auto expected = scanned(text);
+    const auto expected = sscanfPathsOf(text);
     ASSERT_EQ(paths.size(), expected.size()) << round;
     for (const auto& [key, path] : expected) {
       ASSERT_EQ(paths.find(key), path) << round;

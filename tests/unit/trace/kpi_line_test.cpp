@@ -2,31 +2,21 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <string>
-#include <string_view>
 #include <vector>
 
+#include "tests/unit/support/kpi_reading.h"
 #include "tests/unit/support/odd_lines.h"
 
 namespace tarnwick {
 namespace {
 
+using kpi_reading::described;
+using kpi_reading::kpiOf;
+using kpi_reading::sscanfKpiOf;
+
 std::string line(const std::string& rest) {
   return "11-20 16:41:43.123  1234  1250 " + rest;
-}
-
-std::string described(int32_t pid, const std::string& tag, int64_t timeMs,
-                      const std::string& component) {
-  return "pid=" + std::to_string(pid) + " tag=" + tag + " time=" + std::to_string(timeMs) +
-         " cmp=" + component;
-}
-
-std::string kpiOf(std::string_view text) {
-  const std::optional<KpiLine> kpi = parseKpiLine(text);
-  return kpi ? described(kpi->pid, std::string(kpi->tag), kpi->timeMs, std::string(kpi->component))
-             : kNone;
 }
 
 TEST(KpiLine, hasProcessTagAndTime) {
@@ -182,27 +172,6 @@ TEST(KpiLine, emptyLineIsNone) {
 
 TEST(KpiLine, lineOfNothingButTheTagIsNone) {
   EXPECT_EQ(kpiOf("KPI-R2K-"), kNone);
-}
-
-// The same with the functions of the C library, and with buffers that no line fills.
-std::string sscanfKpiOf(const std::string& text) {
-  if (strstr(text.c_str(), "KPI-R2K-") == nullptr) {
-    return kNone;
-  }
-  int pid = 0;
-  int tid = 0;
-  long value = 0;
-  std::vector<char> token(text.size() + 1);
-  if (sscanf(text.c_str(), "%*s %*s %d %d I %s %ld", &pid, &tid, token.data(), &value) != 4) {
-    return kNone;
-  }
-  token[strlen(token.data()) - 1] = 0;
-  std::vector<char> component(text.size() + 1);
-  if (const char* const found = strstr(text.c_str(), "cmp=")) {
-    sscanf(found + strlen("cmp="), "%s", component.data());
-  }
-  return described(pid, std::string(token.data()).substr(0, 31), value,
-                   std::string(component.data()).substr(0, 255));
 }
 
 OddLines oddLines() {

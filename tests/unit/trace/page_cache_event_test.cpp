@@ -2,31 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstring>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "tests/unit/support/odd_lines.h"
+#include "tests/unit/support/page_cache_reading.h"
 #include "tests/unit/trace/trace_lines.h"
 
 namespace tarnwick {
 namespace {
 
-std::string described(bool added, unsigned major, unsigned minor, uint64_t inode) {
-  char text[80];
-  snprintf(text, sizeof(text), "%c %u:%u_%lu", added ? '+' : '-', major, minor, inode);
-  return text;
-}
-
-// "+ 179:2_12" for an addition, "- 179:2_12" for a removal.
-std::string eventOf(std::string_view line) {
-  const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
-  return event ? described(event->added, event->file.major, event->file.minor, event->file.inode)
-               : kNone;
-}
+using page_cache_reading::eventOf;
+using page_cache_reading::sscanfEventOf;
 
 using Counts = std::map<std::string, int>;
 
@@ -271,28 +259,6 @@ TEST(PageCacheKey, isDecimal) {
 TEST(PageCacheKey, holdsTheLargestNumbers) {
   EXPECT_EQ(pageCacheKey({.major = 65535, .minor = 65535, .inode = UINT64_MAX}),
             "65535:65535_18446744073709551615");
-}
-
-// The same with the functions of the C library.
-std::string sscanfEventOf(const std::string& line) {
-  const char* const found = strstr(line.c_str(), "_page_cache: ");
-  if (found == nullptr) {
-    return kNone;
-  }
-  const bool added = found != line.c_str() && found[-1] == 'o';
-  const char* const text = found + strlen("_page_cache: ");
-  unsigned short major = 0;
-  unsigned short minor = 0;
-  unsigned long inode = 0;
-  unsigned long offset = 0;
-  if (sscanf(text, "dev %hu:%hu ino %lx page=%*x pfn=%*d ofs=%lu", &major, &minor, &inode,
-             &offset) != 4 &&
-      sscanf(text, "dev %hu:%hu ino %lx pfn=0x%*x ofs=%lu", &major, &minor, &inode, &offset) != 4 &&
-      sscanf(text, "dev %hu:%hu ino %lx page=%*x pfn=0x%*x ofs=%lu", &major, &minor, &inode,
-             &offset) != 4) {
-    return kNone;
-  }
-  return described(added, major, minor, inode);
 }
 
 OddLines oddLines() {

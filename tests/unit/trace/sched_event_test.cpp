@@ -11,39 +11,16 @@
 #include <vector>
 
 #include "tests/unit/support/odd_lines.h"
+#include "tests/unit/support/sched_reading.h"
 #include "tests/unit/trace/trace_lines.h"
 #include "trace/line_splitter.h"
 
 namespace tarnwick {
 namespace {
 
-// An event as one text; its time in hexadecimal, which is exact.
-std::string described(char kind, int32_t cpu, double time, int32_t tid, int64_t value,
-                      const std::string& comm) {
-  char numbers[120];
-  snprintf(numbers, sizeof(numbers), "%c cpu=%d time=%a tid=%d value=%ld comm=", kind, cpu, time,
-           tid, value);
-  return numbers + comm;
-}
-
-char letterOf(SchedEventKind kind) {
-  switch (kind) {
-    case SchedEventKind::kWait:
-      return 'w';
-    case SchedEventKind::kIoWait:
-      return 'i';
-    case SchedEventKind::kRuntime:
-      return 'r';
-  }
-  return '?';
-}
-
-std::string eventOf(std::string_view line) {
-  const std::optional<SchedEvent> event = parseSchedEvent(line);
-  return event ? described(letterOf(event->kind), event->cpu, event->time, event->tid, event->value,
-                           std::string(event->comm))
-               : kNone;
-}
+using sched_reading::described;
+using sched_reading::eventOf;
+using sched_reading::sscanfEventOf;
 
 size_t eventsIn(const std::vector<std::string>& lines) {
   return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [](const std::string& line) {
@@ -436,36 +413,6 @@ TEST(SchedEvent, timeOfManyDigitsIsExact) {
 TEST(SchedEvent, nameLiesInTheLine) {
   const std::string line = waitLine("comm=app pid=7 delay=500 [ns]");
   EXPECT_EQ(parseSchedEvent(line).value().comm.data(), line.data() + line.find("app"));
-}
-
-// The same with the functions of the C library.
-std::string sscanfEventOf(const std::string& line) {
-  const char* const found = strstr(line.c_str(), " [");
-  if (found == nullptr) {
-    return kNone;
-  }
-  const char* const head = found + 1;
-  const char* const event = strstr(head, "sched_stat_");
-  const char* const comm = strstr(head, "comm=");
-  const char* const pid = strstr(head, "pid=");
-  if (event == nullptr || comm == nullptr || pid == nullptr) {
-    return kNone;
-  }
-  const char kind = event[strlen("sched_stat_")];
-  const char* const name = comm + strlen("comm=");
-  int cpu = 0;
-  double time = 0;
-  int tid = 0;
-  long value = 0;
-  const int numbers = kind == 'w' || kind == 'i' ? sscanf(pid, "pid=%d delay=%ld", &tid, &value)
-                      : kind == 'r'              ? sscanf(pid, "pid=%d runtime=%ld", &tid, &value)
-                                                 : 0;
-  if (pid - name < 1 || sscanf(head, "[%d] %*s %lf:", &cpu, &time) != 2 || numbers != 2) {
-    return kNone;
-  }
-  char copy[80] = "";
-  strncpy(copy, name, std::min(static_cast<size_t>(pid - name - 1), sizeof(copy) - 1));
-  return described(kind, cpu, time, tid, value, pid - name == 1 ? "blank" : copy);
 }
 
 OddLines oddLines() {

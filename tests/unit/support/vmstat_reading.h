@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sysstat/vmstat.h"
+
+namespace tarnwick::vmstat_reading {
+
+inline VmstatMap countersOf(std::string_view text) {
+  VmstatMap map;
+  parseVmstat(text, map);
+  return map;
+}
+
+// What sscanf makes of each line that strtok finds, with one buffer and one value for all of them.
+inline VmstatMap sscanfCountersOf(std::string text) {
+  constexpr size_t kLongestName = 39;
+  VmstatMap map;
+  int64_t value = 0;
+  for (char* line = strtok(text.data(), "\n"); line != nullptr; line = strtok(nullptr, "\n")) {
+    std::vector<char> name(strlen(line) + 1);
+    sscanf(line, "%s %ld", name.data(), &value);
+    map[std::string(name.data()).substr(0, kLongestName)] = value;
+  }
+  return map;
+}
+
+}  // namespace tarnwick::vmstat_reading
