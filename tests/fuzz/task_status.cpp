@@ -1,0 +1,23 @@
+// /proc/TID/status and /proc/TGID/comm
+
+#include "trace/task_status.h"
+#include "tests/fuzz/inputs.h"
+#include "tests/unit/support/task_status_reading.h"
+
+namespace tarnwick {
+
+void takeInput(std::string_view input) {
+  for (const std::string& line : fgetsLinesOf<80>(input)) {
+    expectSame(parseTgid(LoneText(line)), task_status_reading::sscanfTgidOf(line));
+  }
+  constexpr size_t kLongestComm = 128;
+  const std::string text(kernelText(input.data(), std::min(input.size(), kLongestComm)));
+  const LoneText lone(text);
+  std::string name = text;
+  if (!name.empty()) {
+    name.pop_back();
+  }
+  expectSame(std::string(parseComm(lone)), name);
+}
+
+}  // namespace tarnwick
