@@ -52,10 +52,12 @@ def make_disk(path):
     with open(path, "wb") as disk:
         disk.write(table)
         disk.truncate(sectors * 512)
-    # The tables are written now, not by the guest whenever it has time.
+    # The tables are written now, not by the guest whenever it has time. An ordinary user of Debian does
+    # not have the tool in the PATH.
     subprocess.run(["mkfs.ext4", "-q", "-F", "-E", f"offset={start * 512},lazy_itable_init=0",
                     path, f"{(sectors - start) // 2}k"],
-                   check=True, stdout=subprocess.DEVNULL)
+                   check=True, stdout=subprocess.DEVNULL,
+                   env=os.environ | {"PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"})
 
 
 def operating_points(tree):
