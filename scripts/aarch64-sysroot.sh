@@ -79,7 +79,8 @@ apt_get() {
   APT_CONFIG=$work/apt/apt.conf apt-get -qq "$@" </dev/null >"$log" 2>&1 ||
     fail "apt-get $1 failed: $(cat "$log")"
 }
-apt_get update
+# Without the option a mirror that cannot be reached is no failure.
+apt_get update -o APT::Update::Error-Mode=any
 # No package is installed, so that all that the named ones need comes with them.
 apt_get install --download-only --yes --no-install-recommends "${packages[@]}"
 rm -f "$log"

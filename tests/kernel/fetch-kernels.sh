@@ -64,17 +64,19 @@ APT::Architecture "arm64";
 APT::Architectures { "arm64"; };
 APT::Sandbox::User "root";
 CONFIGURATION
-  APT_CONFIG=$work/apt.conf apt-get -qq update </dev/null >"$work/log" 2>&1
+  # Without the option a mirror that cannot be reached is no failure.
+  APT_CONFIG=$work/apt.conf apt-get -qq -o APT::Update::Error-Mode=any update </dev/null >"$work/log" 2>&1
 }
 
 # unpack PACKAGE: into $work/root.
 unpack() {
   (cd "$work" && APT_CONFIG=$work/apt.conf apt-get -qq download "$1" </dev/null >"$work/log" 2>&1) ||
     fail "cannot download $1: $(cat "$work/log")"
-  dpkg-deb --extract "$work/$1"_*.deb "$work/root"
+  dpkg-deb --extract "$work/$1"_*.deb "$work/root" || fail "cannot unpack $1"
 }
 
-# What stands in $kernels is whole.
+# What stands in $kernels is whole. The shell does not end at a command that fails here, since the caller
+# asks for the status.
 fetchKernel() {
   local version=$1 package
   useSuite "$(suiteOf "$version")" || return
@@ -86,13 +88,13 @@ fetchKernel() {
     *) fail "$(suiteOf "$version") has no kernel $version: '$package'" ;;
   esac
   unpack "$package"
-  mkdir "$work/kernel"
-  mv "$work"/root/boot/vmlinuz-* "$work/kernel/vmlinuz"
+  mkdir "$work/kernel" || fail "cannot make $work/kernel"
+  mv "$work"/root/boot/vmlinuz-* "$work/kernel/vmlinuz" || fail "$package has no kernel"
   # From 6.12 on below /usr.
-  [ -d "$work/root/lib" ] || mv "$work/root/usr/lib" "$work/root/lib"
-  mv "$work"/root/lib/modules/*-arm64 "$work/kernel/modules"
-  echo "$package" >"$work/kernel/package"
-  mv "$work/kernel" "$kernels/$version"
+  [ -d "$work/root/lib" ] || mv "$work/root/usr/lib" "$work/root/lib" || fail "$package has no modules"
+  mv "$work"/root/lib/modules/*-arm64 "$work/kernel/modules" || fail "$package has no modules"
+  echo "$package" >"$work/kernel/package" || fail "cannot write $work/kernel/package"
+  mv "$work/kernel" "$kernels/$version" || fail "cannot make $kernels/$version"
 }
 
 fetchBusybox() {
