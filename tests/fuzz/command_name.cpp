@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <optional>
+#include <sstream>
 
 #include "proc/command_name.h"
 #include "tests/fuzz/inputs.h"
@@ -10,10 +11,10 @@ namespace tarnwick {
 
 namespace {
 
-std::optional<std::string> strrchrNameOf(std::string text) {
-  if (char* const newline = static_cast<char*>(memchr(text.data(), '\n', text.size()))) {
-    text.resize(static_cast<size_t>(newline - text.data()));
-  }
+std::optional<std::string> strrchrNameOf(const std::string& cmdline) {
+  std::istringstream lines(cmdline);
+  std::string text;
+  std::getline(lines, text);
   if (text.empty()) {
     return std::nullopt;
   }
