@@ -144,6 +144,7 @@ class Guest:
         root.file("bin/busybox", f"{KERNELS}/busybox")
         root.file("bin/load", LOAD)
         root.file("init", f"{HERE}/guest/init")
+        root.file("sh", f"{HERE}/guest/sh")
         root.file("lib.sh", f"{HERE}/guest/lib.sh")
         root.file("script", f"{HERE}/guest/{self.script}")
         with tarfile.open(BUNDLE) as bundle:

@@ -40,6 +40,8 @@ class Systrace(unittest.TestCase):
     def test_every_run_ends_with_status_0_and_says_what_it_does(self):
         for name in ["silent", "again", "enter", "once"]:
             self.assertEqual(self.out[f"{name}.status"], "0\n", name)
+        for name in ["silent", "signal", "enter", "once"]:
+            self.assertEqual(self.out[f"{name}.err"], "", name)
         self.assertIn("Received first trace message...\n", self.out["enter"])
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n",
                       self.out["enter"])
@@ -118,7 +120,9 @@ class Systrace(unittest.TestCase):
 
     def test_without_schedstats_there_is_run_time_alone(self):
         tags = {record.tag for record in self.traces["silent"] if record.tgid_name != "kpi"}
-        self.assertLessEqual(tags, {"r"})
+        self.assertEqual(tags, {"r"})
+        for thread, (tid, (run, _, _, _)) in sums(self.out["silent.sums"]).items():
+            self.assert_near(self.sum_of(self.traces["silent"], tid, "r"), run, thread)
 
     def test_tracing_files_after_the_stop(self):
         self.assertNotEqual(controls(self.out["controls.before"])["tracing_on"], "0")
@@ -138,11 +142,24 @@ class ShortTraces(unittest.TestCase):
 
     def test_all_of_them_are_written(self):
         self.assertEqual(self.out["often.status"], "0\n")
+        self.assertEqual(self.out["often.err"], "")
         self.assertEqual(self.out["often"].count("SIGUSR1->start()\n"), 21)
         self.assertEqual(self.out["often"].count("\nDone writing output to trace.txt...\n"), 21)
-        self.assertEqual(len(self.out["logcat.arguments"].splitlines()), 2 * 21)
+        self.assertEqual(len(self.out["logcat.arguments"].splitlines()), 2 * (21 + 1))
+
+    def test_log_tool_is_ended_by_its_id_or_by_its_name(self):
+        by_name = self.out.get("often.killed", "").splitlines()
+        self.assertEqual(set(by_name) | {"logcat"}, {"logcat"})
+        self.assertEqual(self.out["often"].count("Killing logcat process ") + len(by_name), 21)
+
+    def test_log_tool_that_is_not_in_the_trace_is_ended_by_its_name(self):
+        self.assertEqual(self.out["quiet.status"], "0\n")
+        self.assertEqual(self.out["quiet.err"], "")
+        self.assertNotIn("Killing", self.out["quiet"])
+        self.assertEqual(self.out["quiet.killed"], "logcat\n")
 
     def test_nothing_stays(self):
         self.assertEqual(self.out["counts.after"], self.out["counts.before"])
-        self.assertEqual(self.out["tools"], "0\n")
+        self.assertIn("children 0\n", self.out["counts.after"])
+        self.assertEqual(self.out["processes.after"], self.out["processes.before"])
         self.assertEqual(controls(self.out["controls"]), STOPPED)

@@ -102,10 +102,33 @@ controls() {
   done
 }
 
+# processes: the id and the name of each program that runs. The shell looks itself, so that what looks is
+# not among them.
+processes() {
+  local folder= name=
+  for folder in /proc/[0-9]*; do
+    # A thread of the kernel has no file.
+    if [ -e "$folder/exe" ] && read -r name 2>/dev/null <"$folder/comm"; then
+      echo "${folder#/proc/} $name"
+    fi
+  done
+}
+
+# processes_settle BEFORE AFTER: notes the processes in AFTER, when they are those of BEFORE or do not get
+# there. A process that was told to end does so in its own time.
+processes_settle() {
+  local try=
+  for try in $(seq 200); do
+    processes >"$2"
+    ! cmp -s "$1" "$2" || return 0
+    usleep 50000
+  done
+}
+
 # log_tool: a stand-in for the platform's tool, which says what comes from /tmp/log.
 log_tool() {
   cat >/bin/logcat <<'LOGCAT'
-#!/bin/sh
+#!/bin/busybox sh
 echo "$*" >>/out/logcat.arguments
 [ "$1" != -c ] || exit 0
 while read -r line; do

@@ -3,17 +3,14 @@
 log_tool
 echo 1 >/proc/sys/kernel/sched_schedstats
 
-tools() {
-  ps -o comm | grep -c '^logcat$' || true
-}
-
-# Files, threads and tools of the program.
+# Of the program.
 counts() {
-  ls "/proc/$PID/fd" | wc -l
-  ls "/proc/$PID/task" | wc -l
-  tools
+  echo "files $(ls "/proc/$PID/fd" | wc -l)"
+  echo "threads $(ls "/proc/$PID/task" | wc -l)"
+  echo "children $(cat /proc/[0-9]*/status 2>/dev/null | grep -c "^PPid:.$PID\$")"
 }
 
+processes >/out/processes.before
 start often --stdout --sig --systrace --no-proc-cpu
 toggle
 toggle
@@ -24,5 +21,16 @@ for _ in $(seq 20); do
 done
 counts >/out/counts.after
 interrupt often
-tools >/out/tools
+
+[ ! -e /out/killed ] || mv /out/killed /out/often.killed
+# One that is not in the trace has to be found.
+for event in wait iowait runtime; do
+  echo 'comm == "nobody"' >"$TRACING/events/sched/sched_stat_$event/filter"
+done
+start quiet --stdout --sig --systrace --no-proc-cpu
+toggle
+toggle
+interrupt quiet
+mv /out/killed /out/quiet.killed
+processes_settle /out/processes.before /out/processes.after
 controls "$TRACING" >/out/controls
