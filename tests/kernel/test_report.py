@@ -11,7 +11,9 @@ PROCESS = re.compile(r"^(\d+) +(.*?) *: total=(-?\d+) +utime=(-?\d+) +stime=(-?\
 CPU = re.compile(r"^cpu (\d) *: user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) +total=(-?\d+) +"
                  r"perc=(-?\d+) +crefs=(\d+) +hit=([0-9.]+) +br=(\d+) +hit=([0-9.]+) *\n"
                  r"((?:    freq: \d+ +\d+\n)*)", re.M)
-ALL_CPUS = re.compile(r"^cpu  : user=(-?\d+) +kernel=(-?\d+) ", re.M)
+ALL_CPUS = re.compile(r"^cpu  : user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) +total=(-?\d+) ",
+                      re.M)
+INTERVAL = re.compile(r"^uptime=\d+, realtime=(\d+),", re.M)
 FREQ = re.compile(r"    freq: (\d+) +(\d+)\n")
 THREAD_SUMS = re.compile(r"(before|after) tid=(\d+) name=.* run=(\d+) delay=(\d+) ")
 
@@ -44,9 +46,17 @@ class Report(unittest.TestCase):
         cpus = {int(line[0]): line for line in CPU.findall(self.first)}
         self.assertEqual(list(cpus), list(range(CPUS)))
         self.assertGreaterEqual(int(cpus[3][1]) + int(cpus[3][2]), 450)
-        # The governor needs a moment to get there.
-        residency = {int(khz): int(ms) for khz, ms in FREQ.findall(cpus[3][11])}
-        self.assertGreaterEqual(residency[max(BIG_KHZ)], 250)
+        shown = {int(khz): int(ms) for khz, ms in FREQ.findall(cpus[3][11])}
+        before, after = ({int(khz): int(ticks) * 10 for khz, ticks in map(str.split, told.splitlines())}
+                         for told in (self.out["frequencies.before"], self.out["frequencies.after"]))
+        self.assertEqual(list(before), BIG_KHZ)
+        told = {khz: after[khz] - before[khz] for khz in BIG_KHZ}
+        # The guest has looked within the interval: what is left of it can be at any frequency.
+        rest = int(INTERVAL.search(self.first)[1]) - sum(told.values())
+        self.assertGreater(sum(told.values()), rest)
+        for khz in BIG_KHZ:
+            self.assertGreaterEqual(shown.get(khz, 0), told[khz] - 20)
+            self.assertLessEqual(shown.get(khz, 0), told[khz] + rest + 20)
 
     def test_cpus_of_a_policy_have_its_frequencies(self):
         for report in (self.first, self.second):
@@ -110,10 +120,11 @@ class Report(unittest.TestCase):
         # The kernel's file pages are those of three lines.
         told["Cached"] += told["Buffers"] + told["SwapCached"]
         for name in ("Cached", "AnonPages", "Mapped", "Slab", "Shmem"):
-            self.assertAlmostEqual(shown[name], told[name], delta=4096, msg=name)
+            self.assertAlmostEqual(shown[name], told[name], delta=1024, msg=name)
         # Each CPU keeps some free pages to itself, counted or not.
-        self.assertAlmostEqual(shown["MemFree"], told["MemFree"], delta=16384)
+        self.assertAlmostEqual(shown["MemFree"], told["MemFree"], delta=8192)
         self.assertGreater(shown["Mapped"], 4096)
+        self.assertGreaterEqual(shown["AnonPages"], 8192 * 4)
 
     def test_threads_of_a_process(self):
         lines = {int(line[0]): line for line in PROCESS.findall(self.out["threads"])}
@@ -139,20 +150,34 @@ class Report(unittest.TestCase):
         self.assertEqual(self.out["storm"].count(SEPARATOR), 10)
         self.assertEqual(len(re.findall(r"^uptime=\d+, realtime=\d+,", self.out["storm"], re.M)), 10)
 
+    def check_cpus_that_stayed(self, report, stayed):
+        """Each of them has had the whole interval, in which one of them was busy for a second."""
+        cpus = {int(line[0]): line for line in CPU.findall(report)}
+        interval = int(INTERVAL.search(report)[1])
+        self.assertLessEqual(set(cpus), set(range(CPUS)))
+        self.assertGreaterEqual(interval, 1000)
+        for cpu in stayed:
+            user, kernel, idle, iowait, total = (int(figure) for figure in cpus[cpu][1:6])
+            self.assertGreaterEqual(min(user, kernel, idle, iowait), 0, report)
+            self.assertEqual(total, user + kernel + idle + iowait)
+            # The kernel counts work by its ticks, and an emulated CPU that works can miss some of them.
+            self.assertGreater(total, interval * 0.3, report)
+            self.assertLess(total, interval + 200, report)
+        self.assertGreater(int(cpus[0][1]) + int(cpus[0][2]), 300)
+        self.assertTrue(ALL_CPUS.search(report))
+
     def test_cpu_that_was_away_for_a_moment(self):
-        # One that did nothing has no line.
-        cpus = {int(line[0]) for line in CPU.findall(self.out["back"])}
-        self.assertTrue(cpus)
-        self.assertLessEqual(cpus, set(range(CPUS)))
-        self.assertTrue(ALL_CPUS.search(self.out["back"]))
+        self.check_cpus_that_stayed(self.out["back"], (0, 1, 2))
 
     def test_cpus_that_are_away_have_the_sum_of_all(self):
         cpus = {int(line[0]): line for line in CPU.findall(self.out["away"])}
         all_cpus = ALL_CPUS.search(self.out["away"])
+        self.check_cpus_that_stayed(self.out["away"], (0, 1))
         for cpu in (2, 3):
-            for column in (1, 2):
+            # User, idle and all: a second of the one, and two CPUs of the last.
+            for column in (1, 3, 5):
                 # The file is read once for each CPU.
-                self.assertAlmostEqual(int(cpus[cpu][column]), int(all_cpus[column]), delta=50)
+                self.assertAlmostEqual(int(cpus[cpu][column]), int(all_cpus[column]), delta=200)
             self.assertEqual(cpus[cpu][7:11], ("0", "0.00", "0", "0.00"))
 
     def test_frequencies_of_a_policy_without_a_cpu(self):
@@ -169,5 +194,4 @@ class Report(unittest.TestCase):
         reports = self.out["goes"].split(SEPARATOR)[1:]
         self.assertEqual(len(reports), 2)
         for report in reports:
-            self.assertLessEqual({int(line[0]) for line in CPU.findall(report)}, set(range(CPUS)))
-            self.assertTrue(ALL_CPUS.search(report))
+            self.check_cpus_that_stayed(report, (0, 1, 2))

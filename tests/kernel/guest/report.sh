@@ -18,11 +18,20 @@ disks() {
   done
 }
 
+frequencies() {
+  cat /sys/devices/system/cpu/cpu3/cpufreq/stats/time_in_state
+}
+
 mkfifo /tmp/burn
 load burn 3 500 500 </tmp/burn >/out/burned &
 burner=$!
 exec 8>/tmp/burn
 wait_for "the burner" grep -q . /out/burned
+
+mkfifo /tmp/hold
+load hold 8192 </tmp/hold >/tmp/hold.out &
+exec 9>/tmp/hold
+wait_for "the memory" grep -q ready /tmp/hold.out
 
 # What it reads eight bytes at a time are the counters.
 mkdir "$TRACING/instances/calls"
@@ -30,6 +39,7 @@ mkdir "$TRACING/instances/calls"
 start report --stdout --iter=2 --interval=1 --freq --pmu
 waiting
 kill -STOP "$PID"
+frequencies >/out/frequencies.before
 echo "common_pid == $PID && ret == 8" >"$TRACING/instances/calls/events/syscalls/sys_exit_read/filter"
 echo 1 >"$TRACING/instances/calls/events/syscalls/sys_exit_read/enable"
 
@@ -59,8 +69,10 @@ load counters "$PID" >/out/counters
 cat /proc/vmstat >/out/vmstat.after
 disks >/out/disks.after
 cat /proc/meminfo >/out/meminfo
+frequencies >/out/frequencies.after
 kill -CONT "$PID"
 finish report
+exec 9>&-
 cat "$TRACING/instances/calls/trace" >/out/calls
 cat /proc/sys/kernel/perf_event_paranoid >/out/paranoid
 
@@ -97,16 +109,22 @@ kill "$storm"
 # A CPU that goes and comes back in the interval; with all of its policy, away all the time.
 CPU2=/sys/devices/system/cpu/cpu2/online
 CPU3=/sys/devices/system/cpu/cpu3/online
+# For a second.
+busy() {
+  echo | load burn 0 1000 >/dev/null
+}
 start back --stdout --enter --freq --pmu --no-proc-cpu
 waiting
 echo 0 >$CPU3
 echo 1 >$CPU3
+busy
 enter
 finish back
 echo 0 >$CPU2
 echo 0 >$CPU3
 start away --stdout --enter --freq --pmu --no-proc-cpu
 waiting
+busy
 enter
 finish away
 echo 1 >$CPU2
@@ -114,8 +132,10 @@ echo 1 >$CPU2
 start goes --stdout --sig --freq --pmu --no-proc-cpu
 toggle
 echo 1 >$CPU3
+busy
 toggle
 toggle
 echo 0 >$CPU3
+busy
 toggle
 interrupt goes

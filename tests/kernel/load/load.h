@@ -29,6 +29,7 @@ void awaitLine();
 int burnCommand(int argc, char** argv);
 int countersCommand(int argc, char** argv);
 int eventsCommand(int argc, char** argv);
+int holdCommand(int argc, char** argv);
 int pagesCommand(int argc, char** argv);
 int swapCommand(int argc, char** argv);
 int threadsCommand(int argc, char** argv);

@@ -148,13 +148,13 @@ int main(int argc, char** argv) {
       {"burn", load::burnCommand},       {"counters", load::countersCommand},
       {"pages", load::pagesCommand},     {"swap", load::swapCommand},
       {"events", load::eventsCommand},   {"threads", load::threadsCommand},
-      {"waiting", load::waitingCommand},
+      {"waiting", load::waitingCommand}, {"hold", load::holdCommand},
   };
   for (const Command& command : kCommands) {
     if (argc > 1 && strcmp(argv[1], command.name) == 0) {
       return command.run(argc - 2, argv + 2);
     }
   }
-  fprintf(stderr, "usage: load burn|counters|events|pages|swap|threads|waiting ...\n");
+  fprintf(stderr, "usage: load burn|counters|events|hold|pages|swap|threads|waiting ...\n");
   return 2;
 }

@@ -49,6 +49,24 @@ int pagesCommand(int argc, char** argv) {
   return 0;
 }
 
+// hold PAGES: has so many anonymous pages, says "ready" and waits for a line or the end of its
+// input.
+int holdCommand(int argc, char** argv) {
+  if (argc < 1) {
+    return 2;
+  }
+  const size_t size = strtoul(argv[0], nullptr, 10) * size_t{kPage};
+  void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+  if (memory == MAP_FAILED) {
+    fail("mmap");
+  }
+  puts("ready");
+  fflush(stdout);
+  awaitLine();
+  return 0;
+}
+
 // swap PAGES: so many anonymous pages go out to the swap and come back.
 int swapCommand(int argc, char** argv) {
   if (argc < 1) {
