@@ -44,7 +44,7 @@ ls /data >/out/walk.files
 mkdir /mnt/freezer
 mount -t cgroup -o freezer freezer /mnt/freezer
 mkdir /mnt/freezer/reader
-start drain --stdout --sig --systrace --block-dump --no-proc-cpu
+start drain --stdout --sig --block-dump --no-proc-cpu
 toggle
 grep -l '^pipe_thread$' "/proc/$PID"/task/*/comm | cut -d / -f 5 >/mnt/freezer/reader/tasks
 echo FROZEN >/mnt/freezer/reader/freezer.state
