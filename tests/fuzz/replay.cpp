@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,8 +40,9 @@ int main(int argc, char** argv) {
         return EXIT_FAILURE;
       }
       // Not the string itself, which has a byte behind its end.
-      const std::vector<char> input(bytes.begin(), bytes.end());
-      tarnwick::takeInput({input.data(), input.size()});
+      const auto input = std::make_unique<char[]>(bytes.size());
+      std::copy(bytes.begin(), bytes.end(), input.get());
+      tarnwick::takeInput({input.get(), bytes.size()});
       ++taken;
     }
   }
