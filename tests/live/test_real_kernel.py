@@ -136,22 +136,32 @@ class RealKernel(unittest.TestCase):
         with open("/proc/vmstat") as counters:
             return 4 * int(re.search(rf"^{name} (\d+)", counters.read(), re.M)[1])
 
-    def test_allocation_shows_in_anonymous_pages(self):
-        kept = []
+    def assert_near_zero_once(self, difference_kb, delta):
+        """Other processes come and go between the kernel's figures and the program's: a measurement can
+        be disturbed by them, a wrong figure is wrong in all."""
+        for _ in range(5):
+            difference = difference_kb()
+            if abs(difference) <= delta:
+                return
+        self.assertAlmostEqual(difference, 0, delta=delta)
 
-        def allocate():
-            before = self.counter_kb("nr_anon_pages")
-            kept.append(bytearray(os.urandom(1 << 20)) * 64)
-            return self.counter_kb("nr_anon_pages") - before
-        expected, output = self.measure(meanwhile=allocate)
-        change = int(re.search(r"AnonPages=\d+\(([+-]\d+)\)", output)[1])
-        # Other processes come and go between the kernel's figures and the program's.
-        self.assertAlmostEqual(change, expected, delta=48 << 10)
+    def test_allocation_shows_in_anonymous_pages(self):
+        def allocated():
+            kept = []
+
+            def allocate():
+                before = self.counter_kb("nr_anon_pages")
+                kept.append(bytearray(os.urandom(1 << 20)) * 64)
+                return self.counter_kb("nr_anon_pages") - before
+            expected, output = self.measure(meanwhile=allocate)
+            return int(re.search(r"AnonPages=\d+\(([+-]\d+)\)", output)[1]) - expected
+        self.assert_near_zero_once(allocated, 48 << 10)
 
     def test_free_memory_is_what_the_kernel_says(self):
-        expected, output = self.measure(meanwhile=lambda: self.counter_kb("nr_free_pages"))
-        self.assertAlmostEqual(int(re.search(r"MemFree=(\d+)", output)[1]), expected,
-                               delta=128 << 10)
+        def free():
+            expected, output = self.measure(meanwhile=lambda: self.counter_kb("nr_free_pages"))
+            return int(re.search(r"MemFree=(\d+)", output)[1]) - expected
+        self.assert_near_zero_once(free, 128 << 10)
 
     def test_packets_over_loopback(self):
         def send():
