@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/floors.h"
@@ -27,7 +28,7 @@ void takeSnapshots(benchmark::State& state, int32_t targetPid, const char* direc
   ProcessMap after;
   for ([[maybe_unused]] const auto round : state) {
     before.clear();
-    before.swap(after);
+    std::swap(before, after);
     sampleProcesses(collector, directory, after);
   }
   state.counters["entries"] = static_cast<double>(after.size());
@@ -51,7 +52,7 @@ void readRest(benchmark::State& state) {
   const auto cpus = static_cast<size_t>(collector.cpuCount);
   for ([[maybe_unused]] const auto round : state) {
     collector.netDevAfter.clear();
-    collector.vmstatAfter.clear();
+    forgetCounters(collector.vmstatAfter);
     collector.readNetDev(collector.netDevAfter);
     readBlockStats(collector, collector.blockAfter);
     collector.readVmstat(collector.vmstatAfter);

@@ -26,7 +26,7 @@ std::string cpuKey(int32_t cpu) {
 // Hands the after side to the before side and leaves it empty.
 template <typename Table>
 void takeOver(Table& before, Table& after) {
-  before = std::move(after);
+  std::swap(before, after);
   after.clear();
 }
 
@@ -69,7 +69,8 @@ void StatsCollector::beginSample() {
 
   if (hasPreviousSample) {
     blockBefore = blockAfter;
-    takeOver(vmstatBefore, vmstatAfter);
+    std::swap(vmstatBefore, vmstatAfter);
+    forgetCounters(vmstatAfter);
     takeOver(netDevBefore, netDevAfter);
     takeOver(processesBefore, processesAfter);
   } else {
@@ -141,7 +142,7 @@ void StatsCollector::resetSample() {
   std::fill(cpuBefore.begin(), cpuBefore.end(), CpuTimes{});
   blockBefore = BlockStats{};
   processesBefore.clear();
-  vmstatBefore.clear();
+  forgetCounters(vmstatBefore);
   netDevBefore.clear();
   for (FreqMap& map : freqBefore) {
     map.clear();

@@ -136,6 +136,7 @@ class StatsCollector final : public ReportSink {
   // Reports add the names that they look up to both maps.
   VmstatMap vmstatBefore;
   VmstatMap vmstatAfter;
+  VmstatPlaces vmstatPlaces;
   ReclaimNaming reclaimNaming;
 
   // Texts as they are read, without a terminator where they fill their buffer.

@@ -5,7 +5,8 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
+
+#include "sysstat/flat_map.h"
 
 namespace tarnwick {
 
@@ -39,6 +40,6 @@ struct ProcessRecord : android::RefBase {
 };
 
 // Process or thread id to sample, ascending.
-using ProcessMap = std::map<int32_t, android::sp<ProcessRecord>>;
+using ProcessMap = FlatMap<int32_t, android::sp<ProcessRecord>>;
 
 }  // namespace tarnwick

@@ -82,6 +82,7 @@ void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMa
   if (tasks == nullptr) {
     return;
   }
+  ProcessMap::Entries records;
   while (const dirent* entry = readdir(tasks.get())) {
     const std::optional<int32_t> id = toNumber(entry->d_name);
     if (!id) {
@@ -94,9 +95,9 @@ void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMa
     if (collector.targetPid != -1) {
       readProcessSchedstat(collector, *id, *record);
     }
-    // Directory order is ascending on a real /proc, so the end is the right place.
-    map.insert_or_assign(map.end(), *id, std::move(record));
+    records.emplace_back(*id, std::move(record));
   }
+  map.insertOrAssignAll(std::move(records));
 }
 
 }  // namespace tarnwick

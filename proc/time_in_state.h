@@ -1,15 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string_view>
 
+#include "sysstat/flat_map.h"
 #include "sysstat/report_sink.h"
 
 namespace tarnwick {
 
 // Frequency in kHz to the time spent at it since boot, in units of 10 ms, ascending.
-using FreqMap = std::map<int64_t, int64_t>;
+using FreqMap = FlatMap<int64_t, int64_t>;
 
 // Stores every "frequency time" line of a CPU's cpufreq/stats/time_in_state in the map, over what
 // was there. A line that does not have both numbers is passed over. Pure; see the kernel's

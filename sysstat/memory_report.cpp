@@ -16,10 +16,11 @@ struct MemoryUse {
   int64_t changeKb = 0;
 };
 
-MemoryUse memoryUse(VmstatMap& before, VmstatMap& after, std::initializer_list<const char*> names) {
+MemoryUse memoryUse(VmstatMap& before, VmstatMap& after,
+                    std::initializer_list<std::string_view> names) {
   int64_t pages = 0;
   int64_t pagesBefore = 0;
-  for (const char* name : names) {
+  for (const std::string_view name : names) {
     pages = add(pages, after[name]);
     pagesBefore = add(pagesBefore, before[name]);
   }

@@ -20,8 +20,10 @@ void outputText(StatsCollector& collector, std::string_view text) {
 void StatsCollector::readVmstat(VmstatMap& map) {
   std::array<char, 4096> buffer;
   const std::string_view text = readKernelText("/proc/vmstat", buffer);
-  parseVmstat(text, map);
-  reclaimNaming |= parseReclaimNaming(text);
+  // The same names would say the same.
+  if (parseVmstat(text, map, vmstatPlaces)) {
+    reclaimNaming |= parseReclaimNaming(text);
+  }
 }
 
 void StatsCollector::readBuddyinfo() {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <span>
-#include <string>
 
 #include "sysstat/counter_math.h"
 #include "sysstat/lines.h"
@@ -38,7 +37,7 @@ bool isOneOf(std::string_view name, Names names) {
 int64_t sum(VmstatMap& map, Names names) {
   int64_t total = 0;
   for (const std::string_view name : names) {
-    total = add(total, map[std::string(name)]);
+    total = add(total, map[name]);
   }
   return total;
 }

@@ -1,5 +1,7 @@
 #include "trace/io_report.h"
 
+#include <string_view>
+
 #include "sysstat/counter_math.h"
 
 namespace tarnwick {
@@ -9,7 +11,7 @@ void formatIo(const BlockStats& before, const BlockStats& after, VmstatMap& vmst
   const auto gained = [&](BlockField field) { return difference(after[field], before[field]); };
   // Two sectors a kilobyte; the division cuts toward zero on both sides of it.
   const auto gainedKb = [&](BlockField field) { return gained(field) / 2; };
-  const auto counted = [&](const char* name) {
+  const auto counted = [&](std::string_view name) {
     return difference(vmstatAfter[name], vmstatBefore[name]);
   };
   sink.output(

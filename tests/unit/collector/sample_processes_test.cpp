@@ -62,7 +62,7 @@ class SampleProcesses : public testing::Test {
 
 TEST_F(SampleProcesses, findsThisProcess) {
   sampleProcesses(collector_, "/proc", map_);
-  ASSERT_EQ(map_.count(self_), 1U);
+  ASSERT_TRUE(map_.contains(self_));
   EXPECT_EQ(map_.at(self_)->ppid, getppid());
 }
 
@@ -117,7 +117,7 @@ TEST_F(SampleProcesses, leavesSchedstatOutForProcesses) {
 TEST_F(SampleProcesses, takesThreadsFromTheWatchedProcess) {
   collector_.targetPid = self_;
   sampleProcesses(collector_, "/proc/self/task", map_);
-  EXPECT_EQ(map_.count(self_), 1U);
+  EXPECT_TRUE(map_.contains(self_));
 }
 
 TEST_F(SampleProcesses, takesNoThreadThatTheWatchedProcessLacks) {

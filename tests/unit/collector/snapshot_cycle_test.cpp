@@ -79,7 +79,7 @@ TEST_F(SnapshotCycle, firstSampleReadsEachCpu) {
 
 TEST_F(SnapshotCycle, firstSampleReadsTheProcesses) {
   collector_.beginSample();
-  EXPECT_EQ(collector_.processesBefore.count(getpid()), 1U);
+  EXPECT_TRUE(collector_.processesBefore.contains(getpid()));
 }
 
 TEST_F(SnapshotCycle, firstSampleIsRemembered) {
@@ -117,7 +117,7 @@ TEST_F(SnapshotCycle, laterSampleForgetsOlderProcesses) {
   collector_.processesBefore[kId - 1] = record_;
   fillAfterSide();
   collector_.beginSample();
-  EXPECT_EQ(collector_.processesBefore.count(kId - 1), 0U);
+  EXPECT_FALSE(collector_.processesBefore.contains(kId - 1));
 }
 
 TEST_F(SnapshotCycle, laterSampleEmptiesTheProcessesThatItTakesOver) {
@@ -175,8 +175,7 @@ TEST_F(SnapshotCycle, withoutProcessCpuBothMapsStayEmpty) {
 TEST_F(SnapshotCycle, endReadsTheAfterSide) {
   collector_.beginSample();
   collector_.endSample();
-  EXPECT_TRUE(collector_.cpuAfter.back().idle > 0 &&
-              collector_.processesAfter.count(getpid()) == 1);
+  EXPECT_TRUE(collector_.cpuAfter.back().idle > 0 && collector_.processesAfter.contains(getpid()));
 }
 
 TEST_F(SnapshotCycle, endClearsTheTimesBefore) {

@@ -76,10 +76,16 @@ TEST_F(SourceTables, laterSampleTakesOverVmstat) {
   EXPECT_EQ(collector_.vmstatBefore, (VmstatMap{{"x", 1}, {"y", 2}}));
 }
 
-TEST_F(SourceTables, laterSampleEmptiesTheVmstatThatItTakesOver) {
+TEST_F(SourceTables, laterSampleForgetsTheCountersThatWereBefore) {
   endedMeasurement();
+  collector_.vmstatBefore = {{"x", 9}};
   collector_.beginSample();
-  EXPECT_EQ(collector_.vmstatAfter, VmstatMap{});
+  EXPECT_EQ(collector_.vmstatAfter["x"], 0);
+}
+
+TEST_F(SourceTables, endForgetsTheCountersBefore) {
+  measure();
+  EXPECT_EQ(collector_.vmstatBefore["nr_free_pages"], 0);
 }
 
 TEST_F(SourceTables, laterSampleTakesOverTheInterfacesWithTheirRecords) {
@@ -120,8 +126,7 @@ TEST_F(SourceTables, endReadsItsFilesInOrder) {
 
 TEST_F(SourceTables, endClearsTheBeforeSide) {
   measure();
-  EXPECT_TRUE(collector_.vmstatBefore.empty() && collector_.netDevBefore.empty() &&
-              collector_.blockBefore == BlockStats{});
+  EXPECT_TRUE(collector_.netDevBefore.empty() && collector_.blockBefore == BlockStats{});
 }
 
 TEST_F(SourceTables, endLeavesVmstatAfter) {

@@ -11,9 +11,14 @@
 
 namespace tarnwick::vmstat_reading {
 
+inline void addCounters(std::string_view text, VmstatMap& map) {
+  VmstatPlaces places;
+  parseVmstat(text, map, places);
+}
+
 inline VmstatMap countersOf(std::string_view text) {
   VmstatMap map;
-  parseVmstat(text, map);
+  addCounters(text, map);
   return map;
 }
 

@@ -7,6 +7,7 @@
 
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/string_sink.h"
+#include "tests/unit/support/vmstat_reading.h"
 
 namespace tarnwick {
 namespace {
@@ -28,8 +29,8 @@ std::string memoryLine(VmstatMap before, VmstatMap after) {
 
 std::string memoryLineOf(const std::string& pathBefore, const std::string& pathAfter) {
   VmstatMap before, after;
-  parseVmstat(readFixture(pathBefore), before);
-  parseVmstat(readFixture(pathAfter), after);
+  vmstat_reading::addCounters(readFixture(pathBefore), before);
+  vmstat_reading::addCounters(readFixture(pathAfter), after);
   return memoryLine(before, after);
 }
 

@@ -8,6 +8,7 @@
 
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
+#include "tests/unit/support/vmstat_reading.h"
 
 namespace tarnwick {
 namespace {
@@ -32,8 +33,8 @@ std::vector<bool> namingOf(std::string_view text) {
 // The figures that a kernel with these two texts shows.
 std::vector<int64_t> figuresOf(const std::string& textBefore, const std::string& textAfter) {
   VmstatMap before, after;
-  parseVmstat(textBefore, before);
-  parseVmstat(textAfter, after);
+  vmstat_reading::addCounters(textBefore, before);
+  vmstat_reading::addCounters(textAfter, after);
   return figuresOf(subtractReclaim(before, after, parseReclaimNaming(textAfter)));
 }
 
@@ -130,7 +131,7 @@ TEST(ReclaimNaming, isThatOfTheCountersInTheText) {
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
     VmstatMap map;
-    parseVmstat(text, map);
+    vmstat_reading::addCounters(text, map);
     const auto hasZone = [&map](const std::string& name) {
       return map.contains(name + "_normal") || map.contains(name + "_high") ||
              map.contains(name + "_dma");
@@ -224,7 +225,7 @@ TEST(ReclaimFigures, ignoreTheCountOfThrottledScans) {
 
 TEST(ReclaimFigures, areNotThoseOfZerosThatAReportLeftUnderTheOlderNames) {
   VmstatMap before, after;
-  parseVmstat(kNewerText, after);
+  vmstat_reading::addCounters(kNewerText, after);
   for (VmstatMap* map : {&before, &after}) {
     subtractReclaim(*map, *map, kOlder);
   }

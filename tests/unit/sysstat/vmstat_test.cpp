@@ -46,13 +46,13 @@ TEST(Vmstat, namesAreOrderedByBytes) {
 
 TEST(Vmstat, laterTextOverwrites) {
   VmstatMap map = {{"pswpin", 22}};
-  parseVmstat("pswpin 23\n", map);
+  vmstat_reading::addCounters("pswpin 23\n", map);
   EXPECT_EQ(map, (VmstatMap{{"pswpin", 23}}));
 }
 
 TEST(Vmstat, countersThatTheTextLacksStay) {
   VmstatMap map = {{"nr_ion", 7}};
-  parseVmstat("pswpin 23\n", map);
+  vmstat_reading::addCounters("pswpin 23\n", map);
   EXPECT_EQ(map, (VmstatMap{{"nr_ion", 7}, {"pswpin", 23}}));
 }
 
@@ -62,7 +62,7 @@ TEST(Vmstat, lastOfEqualNamesHolds) {
 
 TEST(Vmstat, emptyTextChangesNothing) {
   VmstatMap map = {{"pswpin", 22}};
-  parseVmstat("", map);
+  vmstat_reading::addCounters("", map);
   EXPECT_EQ(map, (VmstatMap{{"pswpin", 22}}));
 }
 

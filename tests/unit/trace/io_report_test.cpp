@@ -7,6 +7,7 @@
 
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/string_sink.h"
+#include "tests/unit/support/vmstat_reading.h"
 
 namespace tarnwick {
 namespace {
@@ -51,8 +52,8 @@ TEST(IoLine, ofARealInterval) {
   const std::string before = "linux-6.12-arm64/t0/";
   const std::string after = "linux-6.12-arm64/t1/";
   VmstatMap vmstatBefore, vmstatAfter;
-  parseVmstat(readFixture(before + "proc/vmstat"), vmstatBefore);
-  parseVmstat(readFixture(after + "proc/vmstat"), vmstatAfter);
+  vmstat_reading::addCounters(readFixture(before + "proc/vmstat"), vmstatBefore);
+  vmstat_reading::addCounters(readFixture(after + "proc/vmstat"), vmstatAfter);
   EXPECT_EQ(ioLine(parseBlockStat(readFixture(before + "sys/block/mmcblk0/stat")),
                    parseBlockStat(readFixture(after + "sys/block/mmcblk0/stat")), vmstatBefore,
                    vmstatAfter),
