@@ -97,6 +97,10 @@ void readRestFloor(benchmark::State& state) {
       buffer.resize(file.size);
       readWhole(file.path.c_str(), buffer);
     }
+    if (collector.blockDeviceNames.empty()) {
+      // Disks are looked for until there are some.
+      walkNumbered("/sys/block", {});
+    }
   }
 }
 

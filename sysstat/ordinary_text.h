@@ -1,12 +1,13 @@
 #pragma once
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <string_view>
+
+#include "sysstat/eight_digits.h"
 
 namespace tarnwick {
 
@@ -150,19 +151,12 @@ class OrdinaryText {
  private:
   static constexpr ptrdiff_t kMostDigits = 18;
 
-  // Where the digits end that come next, found eight at a time.
+  // Where the digits end that come next.
   const char* digitsEnd(const char* at) const {
-    static_assert(std::endian::native == std::endian::little, "the first character is the lowest");
-    constexpr uint64_t kEach = 0x0101010101010101;
-    constexpr uint64_t kHigh = 0x80 * kEach;
-    for (uint64_t word; end_ - at >= 8; at += 8) {
-      memcpy(&word, at, 8);
-      // '0' to '9' become 0 to 9, all others something else; 0x76 lifts 10 and more to the high
-      // bit.
-      word ^= '0' * kEach;
-      const uint64_t others = (((word & ~kHigh) + 0x76 * kEach) | word) & kHigh;
-      if (others != 0) {
-        return at + std::countr_zero(others) / 8;
+    for (; end_ - at >= 8; at += 8) {
+      const int count = EightDigits(at).count();
+      if (count < 8) {
+        return at + count;
       }
     }
     while (static_cast<unsigned char>(*at - '0') < 10) {

@@ -1,6 +1,7 @@
 #include "sysstat/scan.h"
 
 #include <cstdio>
+#include <limits>
 #include <string>
 
 namespace tarnwick {
@@ -13,6 +14,23 @@ constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                    1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
 }  // namespace
+
+bool Scanner::anyNumber(int64_t& out) {
+  space();
+  const bool negative = sign();
+  if (at_ == end_ || !isDigit(*at_)) {
+    return false;
+  }
+  uint64_t magnitude = fittingDigits();
+  const uint64_t limit =
+      static_cast<uint64_t>(std::numeric_limits<int64_t>::max()) + static_cast<uint64_t>(negative);
+  for (; at_ != end_ && isDigit(*at_); ++at_) {
+    const auto digit = static_cast<uint64_t>(*at_ - '0');
+    magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+  }
+  out = static_cast<int64_t>(negative ? -magnitude : magnitude);
+  return true;
+}
 
 bool Scanner::real(double& out) {
   space();

@@ -6,6 +6,8 @@
 #include <limits>
 #include <string_view>
 
+#include "sysstat/eight_digits.h"
+
 namespace tarnwick {
 
 // The text of a kernel file as C string functions see it: up to the first NUL byte, and never past
@@ -89,22 +91,7 @@ class Scanner {
   }
 
   // "%ld": a number too large for 64 bits becomes the largest or smallest one, as with strtol(3).
-  bool number(int64_t& out) {
-    space();
-    const bool negative = sign();
-    if (at_ == end_ || !isDigit(*at_)) {
-      return false;
-    }
-    uint64_t magnitude = fittingDigits();
-    const uint64_t limit = static_cast<uint64_t>(std::numeric_limits<int64_t>::max()) +
-                           static_cast<uint64_t>(negative);
-    for (; at_ != end_ && isDigit(*at_); ++at_) {
-      const auto digit = static_cast<uint64_t>(*at_ - '0');
-      magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
-    }
-    out = static_cast<int64_t>(negative ? -magnitude : magnitude);
-    return true;
-  }
+  bool number(int64_t& out) { return shortNumber(out) || anyNumber(out); }
 
   // "%d": the number of "%ld" cut to its low 32 bits, which is what the C libraries do.
   bool integer(int32_t& out) {
@@ -235,6 +222,39 @@ class Scanner {
     }
     return *at_++ == '-';
   }
+
+  // A number of up to 18 digits without a sign, behind nothing but blanks, as nearly all are.
+  bool shortNumber(int64_t& out) {
+    const char* at = at_;
+    while (at != end_ && *at == ' ') {
+      ++at;
+    }
+    if (end_ - at < 8) {
+      return false;
+    }
+    const EightDigits digits(at);
+    const int count = digits.count();
+    if (count == 0) {
+      return false;
+    }
+    uint64_t value = digits.value(count);
+    at += count;
+    if (count == 8) {
+      constexpr ptrdiff_t kMore = 10;
+      const char* const end = end_ - at > kMore ? at + kMore : end_;
+      for (; at != end && isDigit(*at); ++at) {
+        value = value * 10 + static_cast<uint64_t>(*at - '0');
+      }
+      if (at != end_ && isDigit(*at)) {
+        return false;
+      }
+    }
+    at_ = at;
+    out = static_cast<int64_t>(value);
+    return true;
+  }
+
+  bool anyNumber(int64_t& out);
 
   // The number of the digits that come next, up to as many as fit in any 64 bits.
   uint64_t fittingDigits() {

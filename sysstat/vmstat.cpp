@@ -12,14 +12,21 @@ namespace {
 
 constexpr size_t kLongestName = 39;
 
-// Whether a line begins with the name of an entry, and a blank.
-bool hasName(std::string_view line, const VmstatMap& map, size_t place) {
-  if (place >= map.size()) {
-    return false;
+// Takes the value in "name value\n" at the start of the text, if the name is this one. Returns the
+// length of that line; 0 for all other lines, names that were cut among them.
+size_t takeKnownLine(std::string_view text, std::string_view name, int64_t& value) {
+  const size_t length = name.size();
+  if (length == 0 || text.size() < length + 3 || text[length] != ' ' || text[length + 1] < '0' ||
+      !text.starts_with(name)) {
+    return 0;
   }
-  const std::string_view name = map.begin()[static_cast<ptrdiff_t>(place)].first;
-  return !name.empty() && line.size() > name.size() && line[name.size()] == ' ' &&
-         line.starts_with(name);
+  Scanner scan(text.substr(length + 1));
+  int64_t found = 0;
+  if (!scan.number(found) || !scan.literal('\n')) {
+    return 0;
+  }
+  value = found;
+  return text.size() - scan.rest().size();
 }
 
 }  // namespace
@@ -32,15 +39,22 @@ std::string_view vmstatName(std::string_view line) {
 
 bool parseVmstat(std::string_view text, VmstatMap& map, VmstatPlaces& places) {
   bool searched = false;
-  size_t lines = 0;
   int64_t value = 0;
-  forEachLine(text, [&](std::string_view line) {
-    const size_t number = lines++;
-    if (number < places.size() && hasName(line, map, places[number])) {
+  size_t number = 0;
+  while (!text.empty()) {
+    if (number < places.size() && places[number] < map.size()) {
       auto& [name, counter] = map.begin()[static_cast<ptrdiff_t>(places[number])];
-      Scanner(line.substr(name.size())).number(value);
-      counter = value;
-      return;
+      const size_t length = takeKnownLine(text, name, value);
+      if (length > 0) {
+        counter = value;
+        text.remove_prefix(length);
+        ++number;
+        continue;
+      }
+    }
+    const std::string_view line = takeLine(text);
+    if (line.empty()) {
+      continue;
     }
     searched = true;
     Scanner scan(line);
@@ -50,9 +64,9 @@ bool parseVmstat(std::string_view text, VmstatMap& map, VmstatPlaces& places) {
     }
     const auto entry = map.entry(name.substr(0, kLongestName));
     entry->second = value;
-    places.resize(std::max(places.size(), lines));
-    places[number] = static_cast<size_t>(entry - map.begin());
-  });
+    places.resize(std::max(places.size(), number + 1));
+    places[number++] = static_cast<size_t>(entry - map.begin());
+  }
   return searched;
 }
 

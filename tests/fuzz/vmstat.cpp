@@ -22,6 +22,16 @@ void takeInput(std::string_view input) {
   const std::string text = kernelTextOf(input);
   const VmstatMap counters = vmstat_reading::sscanfCountersOf(text);
   expectSame(vmstat_reading::countersOf(LoneText(text)), counters);
+  // Later texts have other lines in the places of the first one's.
+  VmstatMap map = vmstat_reading::sscanfCountersOf(text.substr(0, text.size() / 2));
+  VmstatMap known;
+  VmstatPlaces places;
+  parseVmstat(LoneText(text.substr(0, text.size() / 2)), known, places);
+  for (const size_t start : {text.size() / 3, size_t{0}, text.size() / 5}) {
+    vmstat_reading::addSscanfCounters(text.substr(start), map);
+    parseVmstat(LoneText(text.substr(start)), known, places);
+    expectSame(known, map);
+  }
   const ReclaimNaming naming = parseReclaimNaming(LoneText(text));
   expectSame(naming.allocStallsInOne, hasOneOf(counters, {"allocstall"}));
   expectSame(

@@ -116,6 +116,56 @@ TEST(Vmstat, namesThatDifferBehindThe39thCharacterAreOneCounter) {
   EXPECT_EQ(countersOf(name + "a 5\n" + name + "b 6\n"), (VmstatMap{{name, 6}}));
 }
 
+TEST(Vmstat, namesInTheirPlacesNeedNoSearch) {
+  VmstatMap map;
+  VmstatPlaces places;
+  EXPECT_TRUE(parseVmstat("b 1\na 2\n", map, places) && parseVmstat("b 3\na 4\n", map, places) &&
+              !parseVmstat("b 5\na 6\n", map, places));
+  EXPECT_EQ(map, (VmstatMap{{"a", 6}, {"b", 5}}));
+}
+
+TEST(Vmstat, fewerLinesNeedNoSearch) {
+  VmstatMap map;
+  VmstatPlaces places;
+  parseVmstat("a 1\nb 2\n", map, places);
+  EXPECT_FALSE(parseVmstat("a 3\n", map, places));
+}
+
+TEST(Vmstat, anotherNameInAPlaceIsSearched) {
+  VmstatMap map;
+  VmstatPlaces places;
+  parseVmstat("a 1\nb 2\n", map, places);
+  EXPECT_TRUE(parseVmstat("a 3\nbc 4\n", map, places));
+  EXPECT_EQ(map, (VmstatMap{{"a", 3}, {"b", 2}, {"bc", 4}}));
+}
+
+TEST(Vmstat, placesOfAnotherMapAreNotTrusted) {
+  VmstatMap map;
+  VmstatPlaces places;
+  parseVmstat("a 1\nb 2\n", map, places);
+  VmstatMap other = {{"b", 7}, {"c", 8}};
+  parseVmstat("a 1\nb 2\n", other, places);
+  EXPECT_EQ(other, (VmstatMap{{"a", 1}, {"b", 2}, {"c", 8}}));
+}
+
+TEST(Vmstat, lineWithoutNumberInItsPlaceHasTheValueOfTheLineBefore) {
+  VmstatMap map;
+  VmstatPlaces places;
+  for (const char* text : {"a 1\nb 2\nc 3\n", "a 5\nb \nc 6\n"}) {
+    parseVmstat(text, map, places);
+  }
+  EXPECT_EQ(map, (VmstatMap{{"a", 5}, {"b", 5}, {"c", 6}}));
+}
+
+TEST(Vmstat, forgottenCountersAreZeroAndInTheirPlaces) {
+  VmstatMap map;
+  VmstatPlaces places;
+  parseVmstat("a 1\nb 2\n", map, places);
+  forgetCounters(map);
+  EXPECT_EQ(map, (VmstatMap{{"a", 0}, {"b", 0}}));
+  EXPECT_FALSE(parseVmstat("a 3\n", map, places));
+}
+
 TEST(Vmstat, numbersAreSigned) {
   EXPECT_EQ(countersOf("a -5\n"), (VmstatMap{{"a", -5}}));
 }
