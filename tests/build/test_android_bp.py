@@ -62,8 +62,9 @@ class AndroidBp(unittest.TestCase):
         with open(FILE) as file:
             self.parsed = list(parse_blueprint(file.read()))
         self.defaults = {p["name"]: p for kind, p in self.parsed if kind == "cc_defaults"}
-        self.modules = {p["name"]: (kind, p) for kind, p in self.parsed if kind != "cc_defaults"}
-        self.assertEqual(len(self.defaults) + len(self.modules), len(self.parsed))
+        self.modules = {p["name"]: (kind, p) for kind, p in self.parsed if kind in TYPES}
+        self.licences = [p for kind, p in self.parsed if kind in ("package", "license")]
+        self.assertEqual(len(self.defaults) + len(self.modules) + len(self.licences), len(self.parsed))
         self.targets = {}
         with open(os.environ["TARGETS"]) as lines:
             for line in lines:
@@ -104,6 +105,14 @@ class AndroidBp(unittest.TestCase):
                 result = subprocess.run(["bpfmt", "-d", file.name], capture_output=True, text=True)
             self.assertEqual(result.returncode, status, text)
             self.assertIn(output, result.stdout, text)
+
+    def test_all_modules_have_the_licence_of_the_tree(self):
+        package, licence = self.licences
+        self.assertEqual(package["default_applicable_licenses"], [licence["name"]])
+        self.assertEqual(licence["license_kinds"], ["SPDX-license-identifier-Apache-2.0"])
+        [text] = licence["license_text"]
+        with open(os.path.join(ROOT, text)) as file:
+            self.assertRegex(file.read(), r"^\s+Apache License\n\s+Version 2\.0,")
 
     def test_has_the_targets(self):
         self.assertIn("tarnwick", self.targets)
