@@ -36,12 +36,15 @@ test_packages=(
   clang-tidy
   device-tree-compiler
   e2fsprogs
+  groff-base          # what man formats with
   libbenchmark-dev    # the benches are checked, too
   libc++-dev
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
   libgtest-dev
   llvm                # names and lines in the sanitizers' reports
+  man-db
+  mandoc
   mount
   python3
   qemu-system-arm
