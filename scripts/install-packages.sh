@@ -30,12 +30,14 @@ bundle_packages=(
 test_packages=(
   "${build_packages[@]}"
   "${bundle_packages[@]}"
+  bash-completion
   blueprint-tools     # bpfmt
   clang
   clang-format
   clang-tidy
   device-tree-compiler
   e2fsprogs
+  fish
   groff-base          # what man formats with
   libbenchmark-dev    # the benches are checked, too
   libc++-dev
@@ -51,6 +53,7 @@ test_packages=(
   qemu-user-static
   strace
   util-linux
+  zsh
 )
 
 bench_packages=(
