@@ -100,6 +100,9 @@ scripts/aarch64-sysroot.sh
 build aarch64
 begin "bundle"
 packaging/bundle.sh
+begin "packages for Debian"
+packaging/packages.sh
+scripts/debian-tree.sh
 run aarch64 --label-exclude kernel
 
 begin "kernels"

@@ -6,8 +6,8 @@
 # when it is there. Needs no root, and leaves the machine's package lists, sources and architectures as
 # they are: apt works on a state of its own below the build folder.
 #
-# In the sysroot, the file `packages` has the name and version of each package that it was made from, and
-# `contents` the package of each file.
+# In the sysroot, the file `packages` has the name and version of each package that it was made from,
+# `contents` the package of each file, and `shlibs` what to depend on for each library (see deb-shlibs(5)).
 set -euo pipefail
 
 packages=(
@@ -44,16 +44,9 @@ trap 'rm -rf "$work"' EXIT
 mkdir -p "$work"/apt/{lists,archives}/partial "$work/root"
 : >"$work/apt/status"
 
-# The mirrors are the ones that the machine itself uses for its release.
-release=$(. /etc/os-release && echo "$VERSION_CODENAME")
-key=/usr/share/keyrings/debian-archive-keyring.gpg
-apt-get indextargets --no-release-info --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
-  sort -u |
-  sed -nE "s|^(.* $release(-updates\|-security)?) main\$|deb [arch=arm64 signed-by=$key] \1 main|p" \
-    >"$work/apt/sources.list"
-[ -s "$work/apt/sources.list" ] || fail "apt knows no mirror of $release"
+"$(dirname -- "$self")/debian-sources.sh" arm64 >"$work/apt/sources.list"
 
-# So is the way to them; what else the machine does around an update is not wanted here.
+# The way to the mirrors is the machine's, too; what else the machine does around an update is not wanted here.
 {
   apt-config dump | grep '^Acquire::'
   cat <<CONFIGURATION
@@ -89,6 +82,9 @@ for package in "$work"/apt/archives/*.deb; do
   dpkg-deb --extract "$package" "$work/root"
   dpkg-deb --show --showformat='${Package} ${Version}\n' "$package" >>"$work/root/packages"
   name=$(dpkg-deb --field "$package" Package)
+  dpkg-deb --control "$package" "$work/control"
+  [ ! -e "$work/control/shlibs" ] || cat "$work/control/shlibs" >>"$work/root/shlibs"
+  rm -r "$work/control"
   dpkg-deb --fsys-tarfile "$package" | tar --list | sed "s|^\.|$name |" >>"$work/root/contents"
 done
 echo "$recipe" >"$work/root/recipe"

@@ -5,7 +5,8 @@
 #
 #   build   what the program is built with
 #   bundle  what the bundle for AArch64 is made with
-#   test    both, and what test.sh runs
+#   package what the Debian packages are made with
+#   test    all of these, and what test.sh runs
 #   bench   what the program is built with, and what bench/run measures with and against
 #
 # Touches neither the network nor sudo when all of them are there. Everything that is said goes to
@@ -27,9 +28,14 @@ bundle_packages=(
   ninja-build
 )
 
-test_packages=(
+package_packages=(
   "${build_packages[@]}"
   "${bundle_packages[@]}"
+  dpkg-dev
+)
+
+test_packages=(
+  "${package_packages[@]}"
   bash-completion
   blueprint-tools     # bpfmt
   clang
@@ -44,9 +50,11 @@ test_packages=(
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
   libgtest-dev
+  lintian
   llvm                # names and lines in the sanitizers' reports
   man-db
   mandoc
+  mmdebstrap          # makes the clean tree in which the package is installed
   mount
   python3
   qemu-system-arm
@@ -73,15 +81,16 @@ fail() {
   exit 1
 }
 
-[ $# -gt 0 ] || fail "name a group of packages: build, bundle, test, bench"
+[ $# -gt 0 ] || fail "name a group of packages: build, bundle, package, test, bench"
 wanted=()
 for group in "$@"; do
   case $group in
     build) wanted+=("${build_packages[@]}") ;;
     bundle) wanted+=("${bundle_packages[@]}") ;;
+    package) wanted+=("${package_packages[@]}") ;;
     test) wanted+=("${test_packages[@]}") ;;
     bench) wanted+=("${bench_packages[@]}") ;;
-    *) fail "there is no group '$group'; the groups are build, bundle, test and bench" ;;
+    *) fail "there is no group '$group'; the groups are build, bundle, package, test and bench" ;;
   esac
 done
 

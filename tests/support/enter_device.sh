@@ -10,19 +10,7 @@ device=$1
 shift
 
 if [ "${1-}" != --inside ]; then
-  set -- "$0" "$device" --inside "$@"
-  if [ "$(id -u)" != 0 ]; then
-    exec unshare --user --map-root-user --mount --propagation private "$@"
-  fi
-  if unshare --mount --propagation private true 2>/dev/null; then
-    exec unshare --mount --propagation private "$@"
-  fi
-  # In a chroot the root is no mount point, whose propagation could be switched off. Entering a mount
-  # namespace, be it one's own, leads to its real root; the way back is a descriptor.
-  exec unshare --mount --propagation unchanged sh -c '
-    exec 9</
-    exec nsenter --mount=/proc/self/ns/mnt sh -c "$0" "$@"' '
-      mount --make-rprivate / && cd /proc/self/fd/9 && exec chroot . "$@" 9<&-' sh "$@"
+  exec "$(dirname "$0")/private_mounts.sh" "$0" "$device" --inside "$@"
 fi
 shift
 
