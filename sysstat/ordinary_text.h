@@ -7,7 +7,7 @@
 #include <limits>
 #include <string_view>
 
-#include "sysstat/eight_digits.h"
+#include "sysstat/eight_characters.h"
 
 namespace tarnwick {
 
@@ -56,7 +56,7 @@ class OrdinaryText {
   ptrdiff_t number(uint64_t& out) {
     const char* at = at_;
     uint64_t value = 0;
-    for (unsigned digit; (digit = static_cast<unsigned char>(*at - '0')) < 10; ++at) {
+    for (unsigned digit; (digit = static_cast<unsigned char>(*at) - unsigned{'0'}) < 10; ++at) {
       value = value * 10 + digit;
     }
     const ptrdiff_t count = at - at_;
@@ -87,6 +87,9 @@ class OrdinaryText {
     out = static_cast<int64_t>(value);
     return true;
   }
+
+  // The first digit of a number of whatever value.
+  bool skipDigit() { return static_cast<unsigned char>(*at_++ - '0') < 10; }
 
   // Any character that is no blank.
   bool skipCharacter() {
@@ -140,6 +143,9 @@ class OrdinaryText {
 
   bool skipHexNumber() {
     const char* at = at_;
+    while (end_ - at >= 8 && EightCharacters(at).hexDigits() == 8) {
+      at += 8;
+    }
     while (kHexDigits[static_cast<unsigned char>(*at)] < 16) {
       ++at;
     }
@@ -154,7 +160,7 @@ class OrdinaryText {
   // Where the digits end that come next.
   const char* digitsEnd(const char* at) const {
     for (; end_ - at >= 8; at += 8) {
-      const int count = EightDigits(at).count();
+      const int count = EightCharacters(at).digits();
       if (count < 8) {
         return at + count;
       }

@@ -6,7 +6,7 @@
 #include <limits>
 #include <string_view>
 
-#include "sysstat/eight_digits.h"
+#include "sysstat/eight_characters.h"
 
 namespace tarnwick {
 
@@ -80,6 +80,10 @@ class Scanner {
   bool word(std::string_view& out) {
     space();
     const char* const start = at_;
+    // Paths are long.
+    while (end_ - at_ >= 8 && EightCharacters(at_).areNoBlanks()) {
+      at_ += 8;
+    }
     while (at_ != end_ && !isSpace(*at_)) {
       ++at_;
     }
@@ -232,12 +236,12 @@ class Scanner {
     if (end_ - at < 8) {
       return false;
     }
-    const EightDigits digits(at);
-    const int count = digits.count();
+    const EightCharacters next(at);
+    const int count = next.digits();
     if (count == 0) {
       return false;
     }
-    uint64_t value = digits.value(count);
+    uint64_t value = next.number(count);
     at += count;
     if (count == 8) {
       constexpr ptrdiff_t kMore = 10;

@@ -1,10 +1,10 @@
 #include "trace/page_cache_event.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "sysstat/ordinary_text.h"
 #include "sysstat/scan.h"
-#include "trace/find_text.h"
 
 namespace tarnwick {
 
@@ -60,8 +60,9 @@ bool isNewerForm(Scanner scan) {
   return scan.literal("pfn=0x") && scan.skipHexNumber() && scanOffset(scan);
 }
 
-// A line as kernels print it, from "dev" on; false for all others.
-bool scanOrdinaryLine(OrdinaryText text, PageCacheFile& file) {
+// "dev 179:2 ino c page=fffffece3ae04f80 pfn=262462 ofs=0" and its newer forms, as kernels print
+// them; false for all others.
+bool scanOrdinaryFile(OrdinaryText text, PageCacheFile& file) {
   constexpr uint64_t kLargestNumber = std::numeric_limits<uint16_t>::max();
   uint64_t major = 0;
   uint64_t minor = 0;
@@ -75,7 +76,7 @@ bool scanOrdinaryLine(OrdinaryText text, PageCacheFile& file) {
     return false;
   }
   if (!(text.literal("0x") ? text.skipHexNumber() : hasPage && text.skipNumber()) ||
-      !text.literal(" ofs=") || !text.skipNumber()) {
+      !text.literal(" ofs=") || !text.skipDigit()) {
     return false;
   }
   file.major = static_cast<uint16_t>(major);
@@ -83,22 +84,37 @@ bool scanOrdinaryLine(OrdinaryText text, PageCacheFile& file) {
   return true;
 }
 
+// A line as kernels print it; false for all others, the event may then be changed.
+bool scanOrdinaryLine(std::string_view line, PageCacheEvent& event) {
+  if (!OrdinaryText::canRead(line)) {
+    return false;
+  }
+  // The one behind the time. Before it there is no event, which has one in its name.
+  const size_t colon = line.find(':');
+  const char* const end = line.data() + line.size();
+  OrdinaryText text(line.data() + std::min(colon, line.size()), end);
+  if (!text.literal(": mm_filemap_")) {
+    return false;
+  }
+  event.added = text.literal("add_to_page_cache: ");
+  return (event.added || text.literal("delete_from_page_cache: ")) &&
+         scanOrdinaryFile(text, event.file);
+}
+
 }  // namespace
 
 std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
+  PageCacheEvent event{};
+  if (scanOrdinaryLine(line, event)) {
+    return event;
+  }
   constexpr std::string_view kEvent = "_page_cache: ";
-  const size_t at = findText(line, "_page_cache: ", 11);
+  const size_t at = line.find(kEvent);
   if (at == std::string_view::npos) {
     return std::nullopt;
   }
-  PageCacheEvent event{};
   // mm_filemap_add_to_page_cache, mm_filemap_delete_from_page_cache
   event.added = at > 0 && line[at - 1] == 'o';
-  const char* const end = line.data() + line.size();
-  if (OrdinaryText::canRead(line) &&
-      scanOrdinaryLine({line.data() + at + kEvent.size(), end}, event.file)) {
-    return event;
-  }
   Scanner scan(line.substr(at + kEvent.size()));
   if (!scanFile(scan, event.file) || (!isOlderForm(scan) && !isNewerForm(scan))) {
     return std::nullopt;

@@ -5,7 +5,6 @@
 
 #include "sysstat/ordinary_text.h"
 #include "sysstat/scan.h"
-#include "trace/find_text.h"
 
 namespace tarnwick {
 
@@ -117,18 +116,18 @@ std::optional<SchedEvent> parseSchedEvent(std::string_view line) {
   }
   constexpr std::string_view kEvent = "sched_stat_";
   constexpr std::string_view kComm = "comm=";
-  const size_t head = findText(line, " [", 1);
+  const size_t head = line.find(" [");
   if (head == std::string_view::npos) {
     return std::nullopt;
   }
   const std::string_view text = line.substr(head + 1);
-  const size_t kindAt = findText(text, "sched_stat_", 5);
+  const size_t kindAt = text.find(kEvent);
   if (kindAt == std::string_view::npos || kindAt + kEvent.size() >= text.size()) {
     return std::nullopt;
   }
   const std::optional<SchedEventKind> kind = kindOf(text[kindAt + kEvent.size()]);
-  const size_t comm = findText(text, "comm=", 4);
-  const size_t pid = findText(text, "pid=", 3);
+  const size_t comm = text.find(kComm);
+  const size_t pid = text.find("pid=");
   if (!kind || comm == std::string_view::npos || pid == std::string_view::npos ||
       pid < comm + kComm.size() + 1) {
     return std::nullopt;
