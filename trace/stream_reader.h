@@ -36,7 +36,7 @@ class StreamReader {
     const int requestFd = request == nullptr ? -1 : request->fd();
     bool stop = false;
     while (!stop && !ended_) {
-      // The second wait is not on the stream: one that can always be read would keep the stop out.
+      // The second wait is not on the stream: one that can always be read would leave no rest.
       stop = workerWait({fd_, requestFd}, std::nullopt) == WorkerWait::kStop ||
              workerWait({requestFd}, rest()) == WorkerWait::kStop;
       const bool asked = request != nullptr && request->take();

@@ -67,6 +67,12 @@ WorkerWait workerWait(std::initializer_list<int> fds,
     inputs.at(count++) = {fd, POLLIN, 0};
   }
   const int ready = ppoll(inputs.data(), count, timeout ? &left : nullptr, &mask);
+  // An input that is ready keeps ppoll from letting the stop in.
+  constexpr timespec kNoTime = {};
+  const sigset_t stop = setOf(SIGUSR2);
+  if (ready > 0 && sigtimedwait(&stop, nullptr, &kNoTime) == SIGUSR2) {
+    noteStop();
+  }
   if (stopRequested()) {
     return WorkerWait::kStop;
   }

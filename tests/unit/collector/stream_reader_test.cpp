@@ -2,8 +2,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -33,6 +35,19 @@ TEST(StreamReader, takesAllOfAKernelFileAtTheStop) {
   std::getline(std::ifstream(kKernelFile), expected);
   ASSERT_GT(expected.size(), 32U);
   EXPECT_EQ(takenAtTheStop(kKernelFile), expected + '\n');
+}
+
+TEST(WorkerWait, inputThatCanAlwaysBeReadDoesNotKeepTheStopOut) {
+  WorkerWait result{};
+  std::thread([&] {
+    const BlockWorkerSignals blocked;
+    installWorkerHandler([](int) { noteStop(); });
+    pthread_kill(pthread_self(), SIGUSR2);
+    const int fd = open("/dev/zero", O_RDONLY);
+    result = workerWait({fd}, std::nullopt);
+    close(fd);
+  }).join();
+  EXPECT_EQ(result, WorkerWait::kStop);
 }
 
 }  // namespace
