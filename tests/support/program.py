@@ -18,6 +18,8 @@ with open(PROGRAM, "rb") as program:
     HOLDS_SIGNALS_BACK = b"__tsan_init" in _text
     # This one asks a pipe whether memory can be read.
     NEEDS_PIPES = b"__ubsan_handle" in _text
+    # They keep memory that was freed, and have no way to go on without some of theirs.
+    HAS_SANITIZER = HOLDS_SIGNALS_BACK or b"__asan_init" in _text
     del _text
 
 # x86-64 and AArch64.
