@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 
 #include "collector/stdout_section.h"
@@ -14,8 +15,9 @@ void endProcess(int status) {
   while (ending.test_and_set()) {
     pause();
   }
-  // It flushes standard output.
+  // It flushes standard output. Another thread prints a whole line before that, or none.
   const StdoutSection section;
+  flockfile(stdout);
   exit(status);
 }
 
