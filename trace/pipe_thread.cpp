@@ -125,8 +125,13 @@ void takePageCacheEvent(std::string_view line) {
 }
 
 void writeTraceFile() {
-  FILE* const file = fopen("/data/trace.txt", "we");
+  // Not fopen, which lets anybody write the file where there is no umask.
+  const int fd = open("/data/trace.txt", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  FILE* const file = fd < 0 ? nullptr : fdopen(fd, "w");
   if (file == nullptr) {
+    if (fd >= 0) {
+      close(fd);
+    }
     return;
   }
   puts("Writing output to trace.txt...");
