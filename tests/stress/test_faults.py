@@ -58,8 +58,8 @@ PAGE = ("             cat-204     [000] ....    40.794419: mm_filemap_add_to_pag
 class FaultTest(TraceTest):
     def setUp(self):
         super().setUp()
-        # A child whose end does not have to be waited for.
-        self.tool("busybox", "kill -9 $(cat /data/logcat-pid)")
+        # The tools have no children of their own, whom the faults would keep alive.
+        self.tool("busybox", "read -r pid < /data/logcat-pid && kill -9 $pid")
         self.logcat(STAY)
         self.lay(0)
 
