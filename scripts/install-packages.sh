@@ -61,6 +61,7 @@ test_packages=(
   qemu-user-static
   strace
   util-linux
+  valgrind
   zsh
 )
 

@@ -61,7 +61,10 @@ class FaultTest(TraceTest):
         # The tools have no children of their own, whom the faults would keep alive.
         self.tool("busybox", "read -r pid < /data/logcat-pid && kill -9 $pid")
         self.logcat(STAY)
-        self.lay(0)
+        # A descriptor in place of a counter: each read of it gives 1000.
+        self.counters = tempfile.TemporaryFile()
+        self.addCleanup(self.counters.close)
+        self.counters.write(struct.pack("=Q", 1000) * 4096)
 
     # What a snapshot can lack, together or one by one. The first bit of a number stands for the first file.
     FILES = [["/proc/stat"], ["/proc/net/dev"], ["/sys/devices/virtual/block/sda/stat", "/proc/vmstat"],
@@ -93,35 +96,6 @@ class FaultTest(TraceTest):
             for bit, file in enumerate(group):
                 if missing & 1 << bit:
                     self.device.remove(file)
-
-    def true_lines(self):
-        """All lines of a report that are true when some files could not be read."""
-        lines = {SEPARATOR}
-        for options in (MODES["processes"], MODES["threads"]):
-            for missing in range(16):
-                self.lay(0, missing & 3)
-                output = self.measure("--min-cpu=-1", *options,
-                                      change=lambda: self.lay(1, missing >> 2))
-                lines.update(mask_times(output).splitlines(keepends=True))
-        return lines
-
-
-class Faults(FaultTest):
-    true = None
-    ends = collections.Counter()
-
-    @classmethod
-    def tearDownClass(cls):
-        figure(", ".join(f"{count} {end}" for end, count in sorted(cls.ends.items())))
-
-    def setUp(self):
-        super().setUp()
-        if Faults.true is None:
-            Faults.true = self.true_lines()
-        # A descriptor in place of a counter: each read of it gives 1000.
-        self.counters = tempfile.TemporaryFile()
-        self.addCleanup(self.counters.close)
-        self.counters.write(struct.pack("=Q", 1000) * 4096)
 
     def lay_mode(self, mode):
         self.lay(0)
@@ -198,6 +172,31 @@ class Faults(FaultTest):
         for task in os.listdir(f"/proc/{program.pid}/task"):
             with open(f"/proc/{program.pid}/task/{task}/status") as status:
                 yield "\nTracerPid:\t0\n" not in status.read()
+
+
+class Faults(FaultTest):
+    true = None
+    ends = collections.Counter()
+
+    @classmethod
+    def tearDownClass(cls):
+        figure(", ".join(f"{count} {end}" for end, count in sorted(cls.ends.items())))
+
+    def setUp(self):
+        super().setUp()
+        if Faults.true is None:
+            Faults.true = self.true_lines()
+
+    def true_lines(self):
+        """All lines of a report that are true when some files could not be read."""
+        lines = {SEPARATOR}
+        for options in (MODES["processes"], MODES["threads"]):
+            for missing in range(16):
+                self.lay(0, missing & 3)
+                output = self.measure("--min-cpu=-1", *options,
+                                      change=lambda: self.lay(1, missing >> 2))
+                lines.update(mask_times(output).splitlines(keepends=True))
+        return lines
 
     def check(self, mode, status, output, call=None, error=None, when=""):
         """All that was said is true, and nothing is left over."""

@@ -1,0 +1,88 @@
+"""The program under valgrind, with kernel files that are whole, cut anywhere, or refused by the kernel.
+
+Memcheck tells of memory that is used without a value, beyond its bounds or behind its end: where a number of
+the report does not come from anywhere, that is the first.
+"""
+
+import os
+import random
+import shutil
+import subprocess
+import unittest
+
+from extent import extent, figure, some
+from program import DEADLINE_S, HAS_SANITIZER, wait_for
+from test_faults import MODES, FaultTest
+
+FINDING = 99
+LOG = "/data/valgrind"
+
+
+@unittest.skipIf(HAS_SANITIZER, "a sanitizer finds the same, and does not run under valgrind")
+class Memcheck(FaultTest):
+    PREFIX = [shutil.which("valgrind") or "valgrind", "-q", "--vgdb=no", f"--error-exitcode={FINDING}",
+              f"--log-file={LOG}"]
+    # The walk would be one of this whole machine.
+    MODES = [mode for mode in MODES if mode != "walk"]
+
+    def check(self, mode, fault=()):
+        """A measurement, of which strace makes calls with a path fail. Returns its calls."""
+        with self.begin(mode, self.PREFIX) as program:
+            self.assertTrue(self.rest(program))
+            tracer = None
+            if fault:
+                tracer = subprocess.Popen(["strace", "-f", "-q", "-o", self.device.path("/data/strace"),
+                                           *fault, "-p", str(program.pid)], stderr=subprocess.DEVNULL)
+                self.addCleanup(tracer.wait)
+                self.addCleanup(tracer.kill)
+                wait_for(lambda: all(self.traced_threads(program)), "strace has the program")
+            self.measure_once(program)
+            program.process.wait(DEADLINE_S)
+            if tracer is not None:
+                tracer.wait(DEADLINE_S)
+        findings = self.device.read(LOG)
+        self.assertEqual((program.process.returncode, findings), (0, ""))
+        self.wait_until_all_have_ended()
+        return self.device.read("/data/strace") if fault else ""
+
+    def test_whole_files(self):
+        for mode in self.MODES:
+            with self.subTest(mode):
+                self.check(mode)
+
+    def test_files_cut_anywhere(self):
+        self.random = random.Random(1)
+        count = extent(3, 60)
+        self.cuts = True
+        for number in range(count):
+            with self.subTest(number):
+                self.check(self.MODES[number % len(self.MODES)])
+        figure(f"{count} measurements of cut files under memcheck")
+
+    cuts = False
+
+    def lay(self, moment, missing=0):
+        super().lay(moment, missing)
+        if self.cuts:
+            for file in [*sum(self.FILES, []), "/proc/5/cmdline", "/proc/3/comm", "/proc/3/status"]:
+                if os.path.exists(self.device.path(file)) and self.random.random() < 0.7:
+                    text = self.device.read(file)
+                    self.device.write(file, text[:self.random.randrange(len(text) + 1)])
+            self.counters.truncate(self.random.randrange(200))
+
+    def test_refused_files(self):
+        folders = ["/proc", "/sys/block/"]
+        files = ["/sys/block/sda/stat" if "/sda/" in file else file for file in sum(self.FILES, [])]
+        cases = some([(path, call) for paths, calls in ((folders, ("openat", "getdents64")),
+                                                        (files, ("openat", "read")))
+                      for path in paths for call in calls], 4)
+        for path, call in cases:
+            with self.subTest(path=path, call=call):
+                # A descriptor's path is the one that this machine sees, and has no links.
+                seen = os.path.realpath(self.device.path(path)).replace(
+                    self.device.folder, f"{self.device.folder}/root")
+                calls = self.check("threads" if "task" in path else "processes",
+                                   ["-P", path, "-P", seen, "-e", f"trace={call}",
+                                    "-e", f"inject={call}:error=EIO"])
+                self.assertIn("(INJECTED)", calls)
+        figure(f"{len(cases)} measurements with refused files under memcheck")

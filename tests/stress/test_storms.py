@@ -1,0 +1,123 @@
+"""Processes, interfaces, disks and CPUs that come and go all the time."""
+
+import os
+import random
+import re
+import subprocess
+import threading
+import unittest
+
+from extent import extent, figure
+from harness import DeviceTest
+from program import SEPARATOR, TIMING_LINE, Program
+from test_net_dev import HEAD, interface
+
+STORM = os.environ["TARNWICK_STORM"]
+NUMBER = r"(-?\d+)"
+# The lines of a report, each with its figures.
+PROCESS = re.compile(rf"(\d+) +(.*?) *: total={NUMBER} +utime={NUMBER} +stime={NUMBER} +min_flt={NUMBER} "
+                     rf"+maj_flt={NUMBER} *(?:rt={NUMBER} +wt={NUMBER} +switches={NUMBER} *)?", re.S)
+CPU = re.compile(rf"cpu(?: \d|\d\d|  ): user={NUMBER} +kernel={NUMBER} +idle={NUMBER} +iowait={NUMBER} "
+                 rf"+total={NUMBER} +perc={NUMBER} *")
+DISKS = re.compile(rf"rw_reqs={NUMBER}/{NUMBER} rw_merges={NUMBER}/{NUMBER} rw_kb={NUMBER}/{NUMBER} "
+                   rf"rw_ms={NUMBER}/{NUMBER} total_ms={NUMBER} total_queue_ms={NUMBER} "
+                   rf"swap_inout_kb={NUMBER}/{NUMBER} maj_flt={NUMBER}")
+MEMORY = re.compile(r"alloc_stalls=.*|MemFree=.*|Node \d+, zone .*|body_temp=-?\d+")
+NETWORK = re.compile(rf" *([^ :]+): rx_kb={NUMBER} +rx_packets={NUMBER} +tx_kb={NUMBER} +tx_packets={NUMBER} *")
+REST = re.compile(f"{SEPARATOR[:-1]}|{MEMORY.pattern}|{TIMING_LINE.pattern[1:-2]}")
+
+
+class StormTest(unittest.TestCase):
+    def figures(self, output):
+        """The figures of each kind of line; a line of no kind fails the test."""
+        found = {kind: [] for kind in (PROCESS, CPU, DISKS, NETWORK)}
+        for line in output.split("\n")[:-1]:
+            for kind, lines in found.items():
+                if match := kind.fullmatch(line):
+                    lines.append(match.groups())
+                    break
+            else:
+                self.assertRegex(line, rf"\A(?:{REST.pattern})\Z")
+        return found
+
+
+class Processes(StormTest):
+    """On the kernel of this machine."""
+
+    def measure(self, *options):
+        """The output of measurements of a second each in a storm of processes."""
+        count = extent(3, 50)
+        with subprocess.Popen([STORM, "5000"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                              text=True) as storm:
+            with Program("--stdout", "--min-cpu=-1", f"--iter={count}", "--interval=1", *options) as program:
+                program.process.wait()
+                output = program.finish()
+            started = int(storm.communicate()[0])
+        times = [int(times[1]) for times in TIMING_LINE.findall(output)]
+        self.assertEqual((len(times), output.count(SEPARATOR)), (count, count))
+        figure(f"{count} measurements, {1000 * started // sum(times)} processes a second")
+        # A newline in a name stands in the report as it is.
+        return self.figures(output.replace("line\nbreak", "line break"))
+
+    def test_names_that_are_hard_to_read(self):
+        lines = self.measure()[PROCESS]
+        names = {name for _, name, *_ in lines}
+        # Up to the first parenthesis.
+        self.assertLessEqual({"a b", "line break", "\x1b[2J\x1b[31m", "%s%n%s%n", "\udcff" * 15}, names)
+        figure(f"{len(lines)} lines of processes")
+
+
+class Device(DeviceTest, StormTest):
+    """A made-up device whose files change all the time: what is there counts up, the rest is missing."""
+
+    def lay(self, step):
+        there = self.random.choice
+        self.device.stat(("", 10 * step, 0, 0), *((cpu, 10 * step, 0, 0) for cpu in range(4)
+                                                  if cpu == 0 or there((True, False))))
+        self.device.write("/proc/net/dev", HEAD + "".join(
+            interface(f"eth{number}", 1024 * number * step, number * step, 0, 0)
+            for number in range(1, 6) if there((True, False))))
+        for disk in ("sda", "sdb", "mmcblk0"):
+            path = f"/sys/devices/virtual/block/{disk}/stat"
+            if there((True, False)):
+                self.device.write(path, " 7 0 0 0 0 0 0 0 0 0 0\n")
+            elif os.path.exists(self.device.path(path)):
+                self.device.remove(path)
+
+    def test_interfaces_disks_and_cpus(self):
+        self.random = random.Random(1)
+        for disk in ("sda", "sdb", "mmcblk0"):
+            self.device.disk(disk, 7)
+        self.lay(1)
+        ended = threading.Event()
+
+        def change():
+            step = 1
+            while not ended.is_set():
+                step += 1
+                self.lay(step)
+            return step
+        changer = threading.Thread(target=change)
+        count = extent(2000, 50000)
+        with self.device.start("--stdout", f"--iter={count}", "--interval=0", stdin=subprocess.DEVNULL) as program:
+            changer.start()
+            try:
+                program.process.wait()
+            finally:
+                ended.set()
+                changer.join()
+            output = program.finish()
+        self.assertEqual(len(TIMING_LINE.findall(output)), count)
+        found = self.figures(output)
+        for name, rx_kb, rx_packets, tx_kb, tx_packets in found[NETWORK]:
+            steps, rest = divmod(int(rx_packets), int(name.removeprefix("eth")))
+            self.assertTrue(steps >= 1 and rest == 0)
+            self.assertEqual((int(rx_kb), tx_kb, tx_packets), (int(rx_packets), "0", "0"))
+        for reads, *rest in found[DISKS]:
+            self.assertIn(int(reads), {7 * change for change in range(-3, 4)})
+            self.assertEqual(set(rest), {"0"})
+        for user, kernel, *_ in found[CPU]:
+            # A CPU that is away has the figures of all, which are the same here.
+            self.assertEqual((int(user) % 100, kernel), (0, "0"))
+        figure(f"{count} measurements, {len(found[NETWORK])} lines of interfaces, {len(found[CPU])} of CPUs, "
+               f"{sum(reads != '0' for reads, *_ in found[DISKS])} changes of disks")
