@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -21,7 +22,8 @@ namespace tarnwick {
 namespace {
 
 volatile sig_atomic_t gSigusr1Seen = 0;
-volatile sig_atomic_t gInterruptThreadRuns = 0;
+// Lock-free, so that the handler may use it, on whichever thread it runs.
+std::atomic<bool> gInterruptThreadRuns = false;
 sem_t gInterruptPosted;
 pthread_t gMainThread;
 
@@ -57,7 +59,7 @@ void startInterruptThread() {
   pthread_t thread;
   // Without the thread an interrupt still ends the process, but loses what is buffered.
   if (pthread_create(&thread, nullptr, interrupt_thread, nullptr) == 0) {
-    gInterruptThreadRuns = 1;
+    gInterruptThreadRuns = true;
   }
 }
 
@@ -74,7 +76,7 @@ void onSignal(int signo) {
     gSigusr1Seen = 1;
   } else if (signo == SIGINT) {
     removeUnfinishedInodeMap();
-    if (gInterruptThreadRuns == 0) {
+    if (!gInterruptThreadRuns) {
       _exit(0);
     }
     sem_post(&gInterruptPosted);
