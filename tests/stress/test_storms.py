@@ -24,7 +24,9 @@ DISKS = re.compile(rf"rw_reqs={NUMBER}/{NUMBER} rw_merges={NUMBER}/{NUMBER} rw_k
                    rf"swap_inout_kb={NUMBER}/{NUMBER} maj_flt={NUMBER}")
 MEMORY = re.compile(r"alloc_stalls=.*|MemFree=.*|Node \d+, zone .*|body_temp=-?\d+")
 NETWORK = re.compile(rf" *([^ :]+): rx_kb={NUMBER} +rx_packets={NUMBER} +tx_kb={NUMBER} +tx_packets={NUMBER} *")
-REST = re.compile(f"{SEPARATOR[:-1]}|{MEMORY.pattern}|{TIMING_LINE.pattern[1:-2]}")
+# A process that ended between the open and the read of its file.
+ENDED = re.compile(r"Error opening /proc/\d+/stat: No such process \(3\)")
+REST = re.compile(f"{SEPARATOR[:-1]}|{ENDED.pattern}|{MEMORY.pattern}|{TIMING_LINE.pattern[1:-2]}")
 
 
 class StormTest(unittest.TestCase):
