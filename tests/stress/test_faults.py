@@ -242,12 +242,11 @@ class Faults(FaultTest):
 
     def is_fatal(self, mode, log):
         """Whether a call has failed without which there is no measurement."""
-        children = set(re.findall(r" clone.* = (\d+)$", log, re.M))
         forks = collections.Counter()
         for thread, call in self.calls(log):
             # The log is cleared by the thread's first child, and read by its second one.
             forks[thread] += call.startswith("clone(")
-            if "(INJECTED)" in call and thread not in children and (
+            if "(INJECTED)" in call and (
                     # A strace on the device cannot tell the paths of descriptors.
                     re.match(rf'openat\(.*{CONTROL}|write\(\d+(<[^>]*{CONTROL}|, "-1")', call)
                     or mode in ("scheduler", "page cache", "walk") and call.startswith("clone3(")
