@@ -28,11 +28,20 @@ class InodePaths {
   static constexpr unsigned kOffsetBits = 36;
   static constexpr uint64_t kOffsetMask = (uint64_t{1} << kOffsetBits) - 1;
 
+  // An entry of the text, where it stands there.
+  struct Line {
+    std::string_view key;
+    std::string_view path;
+    uint64_t hash = 0;
+  };
+
   static uint64_t hashOf(std::string_view key);
+  static std::optional<Line> scanLine(std::string_view text);
   std::string_view keyOf(uint64_t slot) const;
   size_t slotOf(uint64_t hash, std::string_view key) const;
-  void growTable();
-  void mergeLine(std::string_view line);
+  size_t firstSlotOf(uint64_t hash) const;
+  void growTable(size_t more);
+  void insert(const std::vector<Line>& lines);
   uint64_t append(std::string_view key, std::string_view path);
 
   std::vector<std::unique_ptr<char[]>> chunks_;  // "key\0path\0" of each entry, not across chunks

@@ -1,6 +1,5 @@
 #include "trace/page_cache_event.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "sysstat/ordinary_text.h"
@@ -89,11 +88,14 @@ bool scanOrdinaryLine(std::string_view line, PageCacheEvent& event) {
   if (!OrdinaryText::canRead(line)) {
     return false;
   }
-  // The one behind the time. Before it there is no event, which has one in its name.
+  // The one behind the time: it follows a digit, so it ends no "_page_cache: ", and none is before
+  // it.
   const size_t colon = line.find(':');
-  const char* const end = line.data() + line.size();
-  OrdinaryText text(line.data() + std::min(colon, line.size()), end);
-  if (!text.literal(": mm_filemap_")) {
+  if (colon == 0 || colon == std::string_view::npos) {
+    return false;
+  }
+  OrdinaryText text(line.data() + colon - 1, line.data() + line.size());
+  if (!text.skipDigit() || !text.literal(": mm_filemap_")) {
     return false;
   }
   event.added = text.literal("add_to_page_cache: ");
