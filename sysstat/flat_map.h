@@ -18,10 +18,12 @@ namespace tarnwick {
 template <typename Key, typename Value>
 class FlatMap {
  public:
+  // NOLINTBEGIN(readability-identifier-naming): the words of the standard
   using value_type = std::pair<Key, Value>;
   using Entries = std::vector<value_type>;
   using iterator = typename Entries::iterator;
   using const_iterator = typename Entries::const_iterator;
+  // NOLINTEND(readability-identifier-naming)
 
   FlatMap() = default;
   FlatMap(std::initializer_list<value_type> entries) { insertOrAssignAll(entries); }
@@ -61,7 +63,7 @@ class FlatMap {
   // The same, as the entry.
   template <typename Like>
   iterator entry(const Like& key) {
-    iterator at = entries_.end();
+    auto at = entries_.end();
     if (!empty() && !(entries_.back().first < key)) {
       at = std::lower_bound(begin(), end(), key, keyBefore<Like>);
       if (at->first == key) {
