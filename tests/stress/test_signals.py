@@ -9,7 +9,7 @@ import time
 
 from extent import extent, figure
 from harness import IDLE_CPUS, IDLE_SYSTEM, TIMES
-from program import DEADLINE_S, HOLDS_SIGNALS_BACK, SEPARATOR, mask_times
+from program import DEADLINE_S, HOLDS_SIGNALS_BACK, SEPARATOR, mask_times, wait_for
 from test_inode_cache import CACHE, UNFINISHED
 from test_trace import STAY, TraceTest
 
@@ -128,6 +128,13 @@ class Interrupt(SignalTest):
     ]
 
     @staticmethod
+    def handles(program):
+        try:
+            return program.has_thread("interrupt")
+        except (FileNotFoundError, ProcessLookupError):
+            return False  # a thread that has ended in the meantime
+
+    @staticmethod
     def ms_to_end(pid, signo):
         """Sends the signal. Returns how many milliseconds the process lived on."""
         ended = os.pidfd_open(pid)
@@ -164,7 +171,8 @@ class Interrupt(SignalTest):
                 if not walks:
                     self.device.write(CACHE, "")
                 with self.start(*options) as program:
-                    program.wait_for_thread_name("interrupt")
+                    wait_for(lambda: program.process.poll() is not None or self.handles(program),
+                             "the program handles SIGINT")
                     while "--sig" in options and self.random.random() < 0.8:
                         self.pause(10)
                         program.send(signal.SIGUSR1)

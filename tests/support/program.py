@@ -102,14 +102,15 @@ class Program:
     def wait_until_waiting(self):
         wait_for(self.is_waiting, "the program waits")
 
+    def has_thread(self, name):
+        for task in os.listdir(f"/proc/{self.pid}/task"):
+            with open(f"/proc/{self.pid}/task/{task}/comm") as comm:
+                if comm.read() == name + "\n":
+                    return True
+        return False
+
     def wait_for_thread_name(self, name):
-        def named():
-            for task in os.listdir(f"/proc/{self.pid}/task"):
-                with open(f"/proc/{self.pid}/task/{task}/comm") as comm:
-                    if comm.read() == name + "\n":
-                        return True
-            return False
-        wait_for(named, f"a thread named {name}")
+        wait_for(lambda: self.has_thread(name), f"a thread named {name}")
 
     def send(self, signo):
         os.kill(self.pid, signo)
