@@ -187,6 +187,15 @@ class Walk(InodeCacheTest):
     def test_file_that_vanishes(self):
         self.assertEqual(self.lost_with("/fstatat", "f" * 255), {f"/data/{'n' * 255}/{'f' * 255}"})
 
+    def test_stream_that_cannot_be_made(self):
+        """For the cache, then for the root: nothing is left, or nothing is in it."""
+        # Behind the three standard descriptors.
+        for count, left in ((4, []), (5, [CACHE])):
+            with self.subTest(count):
+                self.walk(strace=("-e", "trace=fcntl", "-e", f"inject=fcntl:error=EMFILE:when={count}"))
+                self.assertEqual(self.left(), left)
+        self.assertEqual(self.lines(), [])
+
     def test_cache_that_is_there_is_not_made_again(self):
         self.device.write(CACHE, "")
         self.assertEqual(self.opened_directories(self.walk(strace=self.OPENS)), [])

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -100,6 +101,17 @@ TEST(FindProcess, findsTheFirstOfTwo) {
 
 TEST(FindProcess, findsNobody) {
   EXPECT_EQ(findProcessByName(nobodysName()), -1);
+}
+
+TEST(FindProcess, findsNobodyWithoutAFreeDescriptor) {
+  const Child child(nobodysName());
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {0, limit.rlim_max};
+  setrlimit(RLIMIT_NOFILE, &none);
+  const int32_t found = findProcessByName(nobodysName());
+  setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_EQ(found, -1);
 }
 
 }  // namespace

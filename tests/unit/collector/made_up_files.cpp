@@ -5,9 +5,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdarg>
 #include <filesystem>
+#include <string_view>
 
 #include "tests/unit/support/fixture.h"
 
@@ -16,9 +19,10 @@ namespace tarnwick {
 namespace {
 
 bool isOfASource(const std::string& path) {
-  static const std::set<std::string> files = {"/proc/vmstat", "/proc/buddyinfo",
-                                              "/proc/pagetypeinfo", "/proc/net/dev"};
-  return files.contains(path) || path.starts_with("/sys/block/") || path.starts_with("/sys/class/");
+  constexpr std::array<std::string_view, 4> kFiles = {"/proc/vmstat", "/proc/buddyinfo",
+                                                      "/proc/pagetypeinfo", "/proc/net/dev"};
+  return std::find(kFiles.begin(), kFiles.end(), path) != kFiles.end() ||
+         path.starts_with("/sys/block/") || path.starts_with("/sys/class/");
 }
 
 int openText(const std::string& text) {
@@ -48,7 +52,8 @@ int openFile(const char* path, int flags, mode_t mode) {
 }  // namespace
 
 MadeUpFiles& madeUpFiles() {
-  static MadeUpFiles instance;
+  // Not destroyed: what measures coverage opens files at the very end.
+  static MadeUpFiles& instance = *new MadeUpFiles;
   return instance;
 }
 

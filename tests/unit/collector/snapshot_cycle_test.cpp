@@ -197,6 +197,27 @@ TEST_F(SnapshotCycle, endClearsTheFrequenciesBefore) {
   EXPECT_TRUE(collector_.freqBefore.at(0).empty());
 }
 
+TEST_F(SnapshotCycle, endClearsTheDisksBefore) {
+  collector_.beginSample();
+  collector_.blockBefore.fill(123);
+  collector_.endSample();
+  EXPECT_EQ(collector_.blockBefore, BlockStats{});
+}
+
+TEST_F(SnapshotCycle, endClearsTheCountersBefore) {
+  collector_.beginSample();
+  collector_.vmstatBefore["nobody's"] = 123;
+  collector_.endSample();
+  EXPECT_TRUE(collector_.vmstatBefore.empty());
+}
+
+TEST_F(SnapshotCycle, endClearsTheInterfacesBefore) {
+  collector_.beginSample();
+  collector_.netDevBefore["nobody's"] = new NetDevRecord;
+  collector_.endSample();
+  EXPECT_TRUE(collector_.netDevBefore.empty());
+}
+
 TEST_F(SnapshotCycle, nextMeasurementBeginsWithWhatTheLastOneEnded) {
   collector_.beginSample();
   collector_.endSample();
@@ -215,6 +236,20 @@ TEST_F(SnapshotCycle, timingLineIsPrintedOnce) {
   collector_.beginSample();
   collector_.endSample();
   EXPECT_EQ(logText().find("uptime="), logText().rfind("uptime="));
+}
+
+TEST_F(SnapshotCycle, timingLineHasEachTimeInItsPlace) {
+  collector_.beginSample();
+  collector_.uptimeBefore -= 1000000;
+  collector_.realtimeBefore -= 2000000;
+  collector_.procTimeBefore = 3000000;
+  collector_.endSample();
+  EXPECT_EQ(
+      logRecords().back().text,
+      "uptime=" + std::to_string(collector_.uptimeAfter - collector_.uptimeBefore) +
+          ", realtime=" + std::to_string(collector_.realtimeAfter - collector_.realtimeBefore) +
+          ", proctimebefore=3000000, proctimeafter=" + std::to_string(collector_.procTimeAfter) +
+          "\n");
 }
 
 TEST_F(SnapshotCycle, processesArePrintedBeforeCpus) {

@@ -196,6 +196,13 @@ TEST(TraceFile, hasTheLongestNamesWhole) {
 
 // The name of a process that was about to be named.
 
+TEST(TraceFile, hasNamesWholeThatFillManyBuffers) {
+  const std::string name(200000, 'n');
+  Measurement measurement;
+  measurement.add(TraceRecordKind::kWait, 7, name, 8, "thread");
+  EXPECT_EQ(fieldOf(measurement, "tgid_name"), "tgid_name=" + name);
+}
+
 TEST(TraceFile, placeholderBecomesTheNameOfTheProcess) {
   Measurement measurement;
   measurement.add(TraceRecordKind::kWait, 40, "re-initialized>", 41, "app");
