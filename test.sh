@@ -1,9 +1,11 @@
 #!/bin/bash
-# Usage: ./test.sh
+# Usage: ./test.sh [coverage]
 #
-# Checks everything, in the order below, and stops at the first step that fails. The last line sums up
-# the tests that ctest runs in all builds, `N passed, N failed`; a step that fails for another reason than a test counts
-# as one failure, so that the line never says 0 failed where the status is not 0.
+# Checks everything, in the order below, and stops at the first step that fails. With `coverage` only the tests
+# run that reach the program by this machine's kernel; how much of it they reach is printed, with every line
+# that they do not. The last line sums up the tests that ctest runs in all builds, `N passed, N failed`; a step
+# that fails for another reason than a test counts as one failure, so that the line never says 0 failed where
+# the status is not 0.
 set -euo pipefail
 
 cd "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")"
@@ -46,10 +48,11 @@ if [ "$(id -u)" -ne 0 ] && ! unshare --user true 2>/dev/null; then
   asRoot=(sudo)
 fi
 
+# build PRESET [CMAKE_OPTION]...
 build() {
   local preset=$1
   begin "build $preset"
-  cmake --preset "$preset" -DTARNWICK_TESTS=ON -DTARNWICK_BENCHES=ON
+  cmake --preset "$preset" -DTARNWICK_TESTS=ON -DTARNWICK_BENCHES=ON "${@:2}"
   # Building runs the test programs too, for the names of their tests.
   "${fixedLayout[@]}" cmake --build --preset "$preset" -- --quiet
 }
@@ -74,6 +77,44 @@ run() {
   passed=$((passed + p)) failed=$((failed + f)) skipped=$((skipped + s))
   return "$status"
 }
+
+coverage() {
+  begin "packages"
+  scripts/install-packages.sh test
+
+  # Counts that an earlier build has left do not fit.
+  mkdir -p build/coverage
+  find build/coverage -name '*.gcda' -delete
+  build coverage -DTARNWICK_BENCHES=OFF
+  # The test of Android.bp reaches nothing.
+  run coverage --exclude-regex '^build$'
+
+  begin "coverage"
+  local report=build/coverage/coverage.json status=0
+  # Left out are the branches that the compiler makes of its own: to clean up after an exception, and where none
+  # can be taken.
+  gcovr --root . --exclude-directories '.*/CompilerIdCXX' --exclude tests/ --exclude cli/main.cpp \
+    --exclude-throw-branches --exclude-unreachable-branches --json "$report" --print-summary \
+    --fail-under-line 95 --fail-under-branch 85 build/coverage || status=$?
+  python3 - "$report" <<'END'
+import json
+import sys
+
+for file in json.load(open(sys.argv[1]))["files"]:
+    text = open(file["file"]).read().splitlines()
+    for line in file["lines"]:
+        if line["count"] == 0 and not line["gcovr/noncode"]:
+            number = line["line_number"]
+            print(f"{file['file']}:{number}: not reached: {text[number - 1].strip()}")
+END
+  return "$status"
+}
+
+case $* in
+  "") ;;
+  coverage) coverage; exit ;;
+  *) echo "Usage: ./test.sh [coverage]" >&2; exit 2 ;;
+esac
 
 begin "packages"
 scripts/install-packages.sh test

@@ -43,6 +43,7 @@ test_packages=(
   clang-tidy
   device-tree-compiler
   e2fsprogs
+  gcovr               # for test.sh coverage
   fish
   groff-base          # what man formats with
   libbenchmark-dev    # the benches are checked, too
@@ -56,9 +57,11 @@ test_packages=(
   mandoc
   mmdebstrap          # makes the clean tree in which the package is installed
   mount
+  patch
   python3
   qemu-system-arm
   qemu-user-static
+  rsync
   strace
   util-linux
   valgrind

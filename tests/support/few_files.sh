@@ -20,4 +20,7 @@ for folder in proc sys data; do
 done
 mkdir -p "$root/.kernel-proc/self"
 mount --bind "/.kernel-proc/$$" "$root/.kernel-proc/self"
+# A coverage build writes its counts to where it was built, which is out of reach but by a descriptor.
+exec 9</
+export GCOV_PREFIX=/.kernel-proc/self/fd/9
 exec chroot "$root" "$@"
