@@ -197,7 +197,7 @@ TEST(ProcessStat, idBeyond32BitsKeepsItsLowHalf) {
 }
 
 TEST(ProcessStat, oddTextsReadAsSscanfReadsThem) {
-  std::vector<std::string> real = readProcessFixtures("stat");
+  std::vector<std::string> real = readFixtures("proc", "stat");
   real.push_back(numberedStat("kworker/u16:0-events_unbound_and_then_some_more"));
   OddTexts texts(real, "0123456789 +-()\t\n\v\f\rxe.,");
   for (int i = 0; i < kTexts; ++i) {
@@ -234,7 +234,7 @@ TEST(ProcessSchedstat, emptyTextHasNoFields) {
 }
 
 TEST(ProcessSchedstat, oddTextsReadAsSscanfReadsThem) {
-  OddTexts texts(readProcessFixtures("schedstat"), "0123456789 +-()\t\n\v\f\rxe.,");
+  OddTexts texts(readFixtures("proc", "schedstat"), "0123456789 +-()\t\n\v\f\rxe.,");
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
     ASSERT_EQ(schedstatOf(text), sscanfSchedstatOf(text)) << testing::PrintToString(text);

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,11 +11,20 @@
 
 namespace tarnwick {
 
+// The fixture folders of real kernels.
+inline constexpr const char* kFixtureKernels[] = {"linux-5.10-arm64", "linux-6.1-arm64",
+                                                  "linux-6.12-arm64"};
+
 // Every fixture folder with the files of one moment.
 inline const std::vector<std::string>& fixtureMoments() {
-  static const std::vector<std::string> moments = {"linux-5.10-arm64/t0", "linux-5.10-arm64/t1",
-                                                   "linux-6.1-arm64/t0",  "linux-6.1-arm64/t1",
-                                                   "linux-6.12-arm64/t0", "linux-6.12-arm64/t1"};
+  static const std::vector<std::string> moments = [] {
+    std::vector<std::string> folders;
+    for (const char* kernel : kFixtureKernels) {
+      folders.push_back(std::string(kernel) + "/t0");
+      folders.push_back(std::string(kernel) + "/t1");
+    }
+    return folders;
+  }();
   return moments;
 }
 
@@ -39,16 +47,19 @@ inline std::vector<std::string> readFixtures(const std::string& path) {
   return texts;
 }
 
-// The texts of one file of every process at every moment: readProcessFixtures("schedstat").
-inline std::vector<std::string> readProcessFixtures(const std::string& file) {
+// The texts of one file of all folders that stand beside each other and have it, at every moment:
+// readFixtures("proc", "schedstat") are those of the processes.
+inline std::vector<std::string> readFixtures(const std::string& folder, const std::string& file) {
   std::vector<std::string> paths;
   for (const std::string& moment : fixtureMoments()) {
-    const std::string proc = moment + "/proc";
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::string(TARNWICK_FIXTURES "/") + proc)) {
-      const std::string name = entry.path().filename();
-      if (std::isdigit(static_cast<unsigned char>(name[0])) != 0) {
-        paths.push_back(proc + "/" + name + "/" + file);
+    const std::filesystem::path place = std::string(TARNWICK_FIXTURES "/") + moment + "/" + folder;
+    if (!is_directory(place)) {
+      continue;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(place)) {
+      if (exists(entry.path() / file)) {
+        paths.push_back(moment + "/" + folder + "/" + entry.path().filename().string() + "/" +
+                        file);
       }
     }
   }

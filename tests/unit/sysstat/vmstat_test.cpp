@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <string>
 #include <vector>
@@ -25,11 +26,9 @@ TEST(Vmstat, everyLineIsACounter) {
 }
 
 TEST(Vmstat, realTextsGiveACounterForEachLine) {
-  std::vector<size_t> counters;
   for (const std::string& text : readFixtures("proc/vmstat")) {
-    counters.push_back(countersOf(text).size());
+    EXPECT_EQ(countersOf(text).size(), std::count(text.begin(), text.end(), '\n'));
   }
-  EXPECT_EQ(counters, (std::vector<size_t>{153, 153, 169, 169, 183, 183}));
 }
 
 TEST(Vmstat, realTextGivesItsLastCounter) {

@@ -22,7 +22,7 @@ inline std::vector<std::string> readTraceLines(const std::string& kernel, const 
 // The same of every kernel.
 inline std::vector<std::string> readTraceLines(const std::string& file) {
   std::vector<std::string> lines;
-  for (const char* kernel : {"linux-5.10-arm64", "linux-6.1-arm64", "linux-6.12-arm64"}) {
+  for (const char* kernel : kFixtureKernels) {
     const std::vector<std::string> more = readTraceLines(kernel, file);
     lines.insert(lines.end(), more.begin(), more.end());
   }
