@@ -186,3 +186,16 @@ class References(unittest.TestCase):
                         places = [os.path.join(ROOT, base, name) for base in ("", os.path.dirname(path))]
                         self.assertTrue(any(map(os.path.exists, places)), f"{path}:{number}: {name}")
         self.assertGreater(found, 0)
+
+    def test_functions_are_where_they_are_said_to_be(self):
+        """Rows of a table that begin with a function and the file that defines it."""
+        found = 0
+        for path in documents():
+            for number, line in parse(path)[1].items():
+                row = re.match(r"\| `(\w+)` \| `([\w/]+\.(?:cpp|h))` \|", line)
+                if row:
+                    found += 1
+                    with self.subTest(f"{path}:{number}"):
+                        definition = rf"(?m)^ {{0,2}}\w[\w:<>&*, ]*[ :*&]{row[1]}\((?!.*;$)"
+                        self.assertTrue(re.search(definition, read(row[2])), f"no {row[1]} in {row[2]}")
+        self.assertGreater(found, 0)
