@@ -199,3 +199,11 @@ class References(unittest.TestCase):
                         definition = rf"(?m)^ {{0,2}}\w[\w:<>&*, ]*[ :*&]{row[1]}\((?!.*;$)"
                         self.assertTrue(re.search(definition, read(row[2])), f"no {row[1]} in {row[2]}")
         self.assertGreater(found, 0)
+
+    def test_costs_are_the_measured_ones(self):
+        table = re.search(r"(?ms)^## What it costs\n.*?^## ", read("README.md"))[0]
+        figures = re.findall(r"\| ([\d.,]+) ms \|", table)
+        self.assertTrue(figures)
+        measured = re.findall(r"\d[\d.,]*\d|\d", read("docs/performance.md"))
+        for figure in figures:
+            self.assertIn(figure, measured)
