@@ -28,6 +28,10 @@ inline const std::vector<std::string>& fixtureMoments() {
   return moments;
 }
 
+inline bool hasFixture(const std::string& path) {
+  return std::filesystem::exists(std::string(TARNWICK_FIXTURES "/") + path);
+}
+
 // The text of a fixture, by its path below tests/fixtures. A fixture that is not there fails the
 // test.
 inline std::string readFixture(const std::string& path) {

@@ -19,12 +19,14 @@ inline std::vector<std::string> readTraceLines(const std::string& kernel, const 
   return lines;
 }
 
-// The same of every kernel.
+// The same of every kernel that has the file.
 inline std::vector<std::string> readTraceLines(const std::string& file) {
   std::vector<std::string> lines;
   for (const char* kernel : kFixtureKernels) {
-    const std::vector<std::string> more = readTraceLines(kernel, file);
-    lines.insert(lines.end(), more.begin(), more.end());
+    if (hasFixture(std::string(kernel) + "/trace/" + file)) {
+      const std::vector<std::string> more = readTraceLines(kernel, file);
+      lines.insert(lines.end(), more.begin(), more.end());
+    }
   }
   return lines;
 }
