@@ -41,32 +41,10 @@ recipe=$(sha256sum <"$self")
 
 rm -rf "$work"
 trap 'rm -rf "$work"' EXIT
-mkdir -p "$work"/apt/{lists,archives}/partial "$work/root"
-: >"$work/apt/status"
-
-"$(dirname -- "$self")/debian-sources.sh" arm64 >"$work/apt/sources.list"
-
-# The way to the mirrors is the machine's, too; what else the machine does around an update is not wanted here.
-{
-  apt-config dump | grep '^Acquire::'
-  cat <<CONFIGURATION
-Dir::Etc::main "/dev/null";
-Dir::Etc::parts "/dev/null";
-Dir::Etc::sourcelist "$work/apt/sources.list";
-Dir::Etc::sourceparts "/dev/null";
-Dir::Etc::preferences "/dev/null";
-Dir::Etc::preferencesparts "/dev/null";
-Dir::State::lists "$work/apt/lists";
-Dir::State::status "$work/apt/status";
-Dir::State::extended_states "$work/apt/extended_states";
-Dir::Cache::archives "$work/apt/archives";
-Dir::Cache::pkgcache "";
-Dir::Cache::srcpkgcache "";
-APT::Architecture "arm64";
-APT::Architectures { "arm64"; };
-APT::Sandbox::User "root";
-CONFIGURATION
-} >"$work/apt/apt.conf"
+mkdir -p "$work"/{apt,root}
+scripts=$(dirname -- "$self")
+"$scripts/debian-sources.sh" arm64 >"$work/apt/sources.list"
+"$scripts/apt-configuration.sh" "$work/apt" >"$work/apt/apt.conf"
 
 apt_get() {
   APT_CONFIG=$work/apt/apt.conf apt-get -qq "$@" </dev/null >"$log" 2>&1 ||

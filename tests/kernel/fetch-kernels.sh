@@ -32,38 +32,18 @@ mkdir -p "$kernels"
 exec {lock}>"$kernels/lock"
 flock "$lock"
 
-# The mirror is the one that the machine itself uses for its release, and so is the way to it.
+# The mirror is the one that the machine itself uses for its release.
 mirror=$(apt-get indextargets --no-release-info --format '$(REPO_URI) $(RELEASE) $(COMPONENT)' 'Created-By: Packages' |
   sed -n "s/ $(. /etc/os-release && echo "$VERSION_CODENAME") main\$//p" | head -n 1)
 [ -n "$mirror" ] || fail "apt knows no mirror of this release"
-acquire=$(apt-config dump | grep '^Acquire::')
 
 # useSuite SUITE: from here on apt-get and apt-cache see this suite alone, and no installed package.
 useSuite() {
   rm -rf "$work"
-  mkdir -p "$work"/{lists,archives}/partial "$work/root"
-  : >"$work/status"
+  mkdir -p "$work/root"
   echo "deb [arch=arm64 signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $1 main" \
     >"$work/sources.list"
-  cat >"$work/apt.conf" <<CONFIGURATION
-$acquire
-Acquire::Languages "none";
-Dir::Etc::main "/dev/null";
-Dir::Etc::parts "/dev/null";
-Dir::Etc::sourcelist "$work/sources.list";
-Dir::Etc::sourceparts "/dev/null";
-Dir::Etc::preferences "/dev/null";
-Dir::Etc::preferencesparts "/dev/null";
-Dir::State::lists "$work/lists";
-Dir::State::status "$work/status";
-Dir::State::extended_states "$work/extended_states";
-Dir::Cache::archives "$work/archives";
-Dir::Cache::pkgcache "";
-Dir::Cache::srcpkgcache "";
-APT::Architecture "arm64";
-APT::Architectures { "arm64"; };
-APT::Sandbox::User "root";
-CONFIGURATION
+  "$root/scripts/apt-configuration.sh" "$work" >"$work/apt.conf" || fail "cannot configure apt"
   # Without the option a mirror that cannot be reached is no failure.
   APT_CONFIG=$work/apt.conf apt-get -qq -o APT::Update::Error-Mode=any update </dev/null >"$work/log" 2>&1
 }
