@@ -22,7 +22,6 @@
 #include "sysstat/net_dev.h"
 #include "sysstat/reclaim.h"
 #include "sysstat/report_sink.h"
-#include "sysstat/scan.h"
 #include "sysstat/vmstat.h"
 #include "trace/block_stat.h"
 #include "trace/inode_paths.h"

@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "collector/stats_collector.h"
-#include "sysstat/scan.h"
 
 namespace tarnwick {
 

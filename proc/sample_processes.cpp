@@ -11,7 +11,6 @@
 
 #include "collector/stats_collector.h"
 #include "proc/process_stat.h"
-#include "sysstat/scan.h"
 
 namespace tarnwick {
 
