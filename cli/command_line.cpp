@@ -1,8 +1,8 @@
+#include "cli/command_line.h"
+
 #include <array>
 #include <cstdlib>
 #include <string_view>
-
-#include "cli/options.h"
 
 namespace tarnwick {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <tuple>
 
-#include "cli/options.h"
+#include "cli/command_line.h"
 #include "tests/fuzz/inputs.h"
 
 namespace tarnwick {

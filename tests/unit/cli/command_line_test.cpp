@@ -1,11 +1,11 @@
+#include "cli/command_line.h"
+
 #include <gtest/gtest.h>
 
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
-
-#include "cli/options.h"
 
 namespace tarnwick {
 namespace {
