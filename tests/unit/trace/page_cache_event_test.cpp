@@ -136,6 +136,12 @@ TEST(PageCacheEvent, isReadBehindTheFirstName) {
   EXPECT_EQ(eventOf("o_page_cache: x_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6"), kNone);
 }
 
+TEST(PageCacheEvent, ofAnOrdinaryLineBehindAnotherNameIsNone) {
+  EXPECT_EQ(
+      eventOf("x_page_cache: mm_filemap_add_to_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6\n"),
+      kNone);
+}
+
 TEST(PageCacheEvent, nameWithoutABlankHasNone) {
   EXPECT_EQ(eventOf("o_page_cache:dev 1:2 ino 3 page=4 pfn=5 ofs=6"), kNone);
 }
