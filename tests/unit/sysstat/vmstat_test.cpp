@@ -156,6 +156,24 @@ TEST(Vmstat, lineWithoutNumberInItsPlaceHasTheValueOfTheLineBefore) {
   EXPECT_EQ(map, (VmstatMap{{"a", 5}, {"b", 5}, {"c", 6}}));
 }
 
+TEST(Vmstat, lineWithoutNumberInItsPlaceTakesNoneOfTheNextLine) {
+  VmstatMap map;
+  VmstatPlaces places;
+  for (const char* text : {"a 1\nb 2\n", "a 5\nb \n7\n"}) {
+    parseVmstat(text, map, places);
+  }
+  EXPECT_EQ(map, (VmstatMap{{"a", 5}, {"b", 5}, {"7", 5}}));
+}
+
+TEST(Vmstat, moreNumbersOnALineInItsPlaceAreIgnored) {
+  VmstatMap map;
+  VmstatPlaces places;
+  for (const char* text : {"a 1\nb 2\n", "a 5 6\nb 7\n"}) {
+    parseVmstat(text, map, places);
+  }
+  EXPECT_EQ(map, (VmstatMap{{"a", 5}, {"b", 7}}));
+}
+
 TEST(Vmstat, forgottenCountersAreZeroAndInTheirPlaces) {
   VmstatMap map;
   VmstatPlaces places;
@@ -204,8 +222,7 @@ std::vector<std::string> piecesOf(const std::string& text) {
   return pieces;
 }
 
-TEST(Vmstat, oddTextsReadAsSscanfReadsThem) {
-  constexpr int kTexts = 200000;
+std::vector<std::string> realPieces() {
   std::vector<std::string> real = {std::string(38, 'n') + " 1\n" + std::string(39, 'n') + " 2\n",
                                    std::string(40, 'n') + " 3\n" + std::string(60, 'n') + " 4\n"};
   for (const char* path : {"linux-5.10-arm64/t1/proc/vmstat", "linux-6.12-arm64/t1/proc/vmstat",
@@ -214,10 +231,34 @@ TEST(Vmstat, oddTextsReadAsSscanfReadsThem) {
       real.push_back(piece);
     }
   }
-  OddTexts texts(real, "0123456789 +-_\t\n\v\f\rxe.,pgnr\n\n");
+  return real;
+}
+
+constexpr const char* kAlphabet = "0123456789 +-_\t\n\v\f\rxe.,pgnr\n\n";
+
+TEST(Vmstat, oddTextsReadAsSscanfReadsThem) {
+  constexpr int kTexts = 200000;
+  OddTexts texts(realPieces(), kAlphabet);
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
     ASSERT_EQ(countersOf(text), sscanfCountersOf(text)) << testing::PrintToString(text);
+  }
+}
+
+TEST(Vmstat, oddTextsWithNamesInTheirPlacesReadAsSscanfReadsThem) {
+  constexpr int kTextsOfAPiece = 2000;
+  for (const std::string& piece : realPieces()) {
+    OddTexts texts({piece}, kAlphabet);
+    for (int i = 0; i < kTextsOfAPiece; ++i) {
+      const std::string text = texts.next();
+      VmstatMap map;
+      VmstatPlaces places;
+      parseVmstat(piece, map, places);
+      parseVmstat(text, map, places);
+      VmstatMap expected = sscanfCountersOf(piece);
+      vmstat_reading::addSscanfCounters(text, expected);
+      ASSERT_EQ(map, expected) << testing::PrintToString(piece) << testing::PrintToString(text);
+    }
   }
 }
 
