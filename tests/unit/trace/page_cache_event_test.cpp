@@ -194,6 +194,14 @@ TEST(PageCacheEvent, pageWithoutAnAddressHasNone) {
   EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page= pfn=5 ofs=6")), kNone);
 }
 
+TEST(PageCacheEvent, pageWithACharacterNextToTheHexadecimalDigitsHasNone) {
+  for (const char* next : {"/", ":", "@", "G", "`", "g"}) {
+    EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=0123456" + std::string(next) + " pfn=5 ofs=6")),
+              kNone)
+        << next;
+  }
+}
+
 TEST(PageCacheEvent, pageThatIsNoAddressHasNone) {
   EXPECT_EQ(eventOf(addition("dev 1:2 ino 3 page=(____ptrval____) pfn=5 ofs=6")), kNone);
 }
