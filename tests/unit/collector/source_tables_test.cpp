@@ -97,6 +97,7 @@ TEST_F(SourceTables, laterSampleTakesOverTheInterfacesWithTheirRecords) {
 
 TEST_F(SourceTables, laterSampleEmptiesTheInterfacesThatItTakesOver) {
   endedMeasurement();
+  collector_.netDevBefore = {{"older", record_}};
   collector_.beginSample();
   EXPECT_EQ(collector_.netDevAfter, NetDevMap{});
 }
