@@ -122,6 +122,7 @@ TEST_F(SnapshotCycle, laterSampleForgetsOlderProcesses) {
 
 TEST_F(SnapshotCycle, laterSampleEmptiesTheProcessesThatItTakesOver) {
   hasPreviousSample = true;
+  collector_.processesBefore[kId - 1] = record_;
   fillAfterSide();
   collector_.beginSample();
   EXPECT_TRUE(collector_.processesAfter.empty());
@@ -138,6 +139,7 @@ TEST_F(SnapshotCycle, laterSampleTakesOverTheFrequencies) {
 TEST_F(SnapshotCycle, laterSampleEmptiesTheFrequenciesThatItTakesOver) {
   hasPreviousSample = true;
   collector_.freq = true;
+  collector_.freqBefore.at(0) = {{123, 400}};
   fillAfterSide();
   collector_.beginSample();
   EXPECT_TRUE(collector_.freqAfter.at(0).empty());
