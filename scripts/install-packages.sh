@@ -43,8 +43,8 @@ test_packages=(
   clang-tidy
   device-tree-compiler
   e2fsprogs
-  gcovr               # for test.sh coverage
   fish
+  gcovr               # for test.sh coverage
   groff-base          # what man formats with
   libbenchmark-dev    # the benches are checked, too
   libc++-dev

@@ -5,7 +5,7 @@ import re
 import subprocess
 
 from harness import IDLE_SYSTEM, TIMES, DeviceTest
-from program import SEPARATOR, TIMING_LINE, mask_times
+from program import PROGRAM, SEPARATOR, TIMING_LINE, mask_times
 
 # user nice system idle iowait irq softirq steal guest guest_nice
 IDLE = (100, 20, 300, 5000, 60, 7, 8, 0, 0, 0)
@@ -206,6 +206,12 @@ class Threads(DeviceTest):
     def test_unknown_name_measures_all_processes(self):
         self.assertEqual(
             self.lines(self.measure("--proc=com.example", change=self.change)),
+            "50    other             : total=900  utime=900  stime=0    min_flt=0     maj_flt=0   \n")
+
+    def test_entries_that_are_no_numbers_are_not_looked_at(self):
+        # The name of the program itself, which /proc/self has.
+        self.assertEqual(
+            self.lines(self.measure(f"--proc={os.path.basename(PROGRAM)}", change=self.change)),
             "50    other             : total=900  utime=900  stime=0    min_flt=0     maj_flt=0   \n")
 
     def test_empty_name_does_not_match_kernel_threads(self):

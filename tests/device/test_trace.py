@@ -217,7 +217,8 @@ class Records(TraceTest):
 
     def test_thread_without_a_process_has_no_record(self):
         self.device.write("/proc/8/status", "Name:\tx\n")
-        self.device.write("/proc/9/status", "Tgid:\t0\n")
+        # A name does not make it one.
+        self.task(9, 0, "idle")
         self.device.write("/proc/10/status", "Tgid:\t11\n")
         self.trace(*(sched("wait", tid, "x", 5) for tid in (7, 8, 9, 10)))
         self.assertEqual(self.records(), "")
