@@ -2,10 +2,8 @@
 
 # What --proc compares: the file name in the first argument of each process.
 function __tarnwick_processes
-    for file in /proc/*/cmdline
-        set -l arguments (string split0 <$file)
-        string replace --regex '.*/' '' -- $arguments[1]
-    end 2>/dev/null
+    # Not by the shell's own redirection, which complains of processes that have ended.
+    string replace --regex '.*/' '' -- (head -qzn1 /proc/*/cmdline 2>/dev/null | string split0)
 end
 
 complete -c tarnwick --no-files
