@@ -13,7 +13,7 @@ import time
 
 from harness import (DeviceTest, IDLE_CPUS, IDLE_DISKS, IDLE_SYSTEM, NO_BATTERY, NO_MEMORY, NO_RECLAIM,
                      TIMES)
-from program import SEPARATOR, mask_times, wait_for
+from program import HOLDS_SIGNALS_BACK, SEPARATOR, mask_times, wait_for
 
 REST = IDLE_CPUS + IDLE_SYSTEM + TIMES
 REPORT = SEPARATOR + REST
@@ -205,6 +205,21 @@ class Signal(DeviceTest):
             [START, STOP, SEPARATOR, IDLE_CPUS.rstrip("\n"), "\n", IDLE_DISKS, NO_RECLAIM, NO_MEMORY,
              "", NO_BATTERY, TIMES])
 
+    def test_signal_in_a_snapshot_is_held_until_the_wait(self):
+        # A FIFO without a writer: the snapshot stands still in the open of it.
+        stat = self.device.path("/proc/5/stat")
+        os.mkdir(os.path.dirname(stat))
+        os.mkfifo(stat)
+        with self.device.start("--stdout", "--enter") as program:
+            wait_for(lambda: is_in_system_call(program, "openat"), "the open blocks")
+            self.assertTrue(program.blocks(signal.SIGUSR1))
+            program.send(signal.SIGUSR1)
+            writer = os.open(stat, os.O_WRONLY)
+            self.device.remove("/proc/5")
+            os.close(writer)
+            program.type("\n")
+            self.assertEqual(mask_times(program.finish()), STOP + REPORT + REPORT)
+
     def test_signals_without_pause_leave_matching_sets(self):
         with self.device.start("--stdout", "--sig") as program:
             program.wait_until_waiting()
@@ -297,6 +312,23 @@ class Interrupt(DeviceTest):
             self.assertEqual(output, (report * (output.count(SEPARATOR) + 1))[:len(output)])
             # The line of the CPUs and its line end are two pieces.
             self.assertTrue(output.endswith(("\n", IDLE_CPUS.rstrip("\n"))) or not output)
+
+    def test_main_thread_does_no_more(self):
+        if HOLDS_SIGNALS_BACK:
+            self.skipTest("this sanitizer lets the main thread go on until its next blocking call")
+        # Before the end the interrupt thread sets a timer, and is held up for a while there.
+        strace = ["strace", "-D", "-f", "-o", "/data/strace", "-e", "trace=openat,setitimer", "-e",
+                  "inject=setitimer:delay_enter=200000"]
+        with self.device.start("--stdout", "--interval=0", prefix=strace) as program:
+            wait_for(lambda: SEPARATOR in program.output(), "a report")
+            program.interrupt()
+            wait_for(lambda: re.search(rf"^{program.pid} +\+\+\+ exited", self.device.read("/data/strace"), re.M),
+                     "strace has seen the end")
+        calls = [call for tid, call in (line.split(maxsplit=1)
+                                        for line in self.device.read("/data/strace").splitlines())
+                 if tid == str(program.pid)]
+        interrupt = next(number for number, call in enumerate(calls) if call.startswith("--- SIGINT"))
+        self.assertEqual([call for call in calls[interrupt:] if call.startswith("openat(")], [])
 
     def test_as_early_as_the_handler_is_there(self):
         for _ in range(50):

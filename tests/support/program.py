@@ -82,6 +82,10 @@ class Program:
         """The letter of the process's state, as in proc(5)."""
         return self._status("State")
 
+    def blocks(self, signo):
+        """Whether the main thread has the signal blocked."""
+        return bool(int(self._status("SigBlk"), 16) & 1 << (signo - 1))
+
     def is_waiting(self):
         """Whether the main thread sleeps in its wait and no SIGUSR1 is on its way to it.
 
