@@ -1,7 +1,7 @@
 """The program under valgrind, with kernel files that are whole, cut anywhere, or refused by the kernel.
 
 Memcheck tells of memory that is used without a value, beyond its bounds or behind its end: where a number of
-the report does not come from anywhere, that is the first.
+the report does not come from anywhere, that is the first. It also tells of memory that nothing leads to any more.
 """
 
 import os
@@ -21,7 +21,8 @@ LOG = "/data/valgrind"
 @unittest.skipIf(HAS_SANITIZER, "a sanitizer finds the same, and does not run under valgrind")
 class Memcheck(FaultTest):
     PREFIX = [shutil.which("valgrind") or "valgrind", "-q", "--vgdb=no", f"--error-exitcode={FINDING}",
-              f"--log-file={LOG}"]
+              f"--log-file={LOG}", "--leak-check=full", "--show-leak-kinds=definite",
+              "--errors-for-leak-kinds=definite"]
     # The walk would be one of this whole machine.
     MODES = [mode for mode in MODES if mode != "walk"]
 
