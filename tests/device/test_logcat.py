@@ -5,6 +5,7 @@ import re
 import signal
 import subprocess
 
+from test_inode_cache import FEW_FILES, shell
 from test_trace import END_LOGCAT, FALLBACK, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, sched
 from program import DEADLINE_S, wait_for
 
@@ -119,6 +120,15 @@ class Kpi(LogTest):
                              head + " " * (1023 - len(head) - 2) + "34567\n", kpi("AT-1", 4)),
             RECORD.format(0.001, 0, "AT-1") + RECORD.format(0.002, 0, "AT-1")
             + RECORD.format(0.034, 0, "AT-1") + RECORD.format(0.004, 0, "AT-1"))
+
+    def test_lines_that_come_in_pieces(self):
+        with self.start("--enter", "--systrace") as program:
+            log = os.open(f"/proc/{self.wait_until_logged()}/fd/1", os.O_RDWR)
+            self.addCleanup(os.close, log)
+            self.send_in_pieces(kpi("AT-1", 1) + kpi("AT-1", 2), log)
+            program.type("\n")
+            program.finish()
+        self.assertEqual(self.records(), RECORD.format(0.001, 0, "AT-1") + RECORD.format(0.002, 0, "AT-1"))
 
     def test_binary_lines(self):
         garbage = bytes(range(256)).replace(b"\n", b"") * 3
@@ -264,7 +274,9 @@ class BadLogcat(LogTest):
             self.send(sched("wait", 7, "p", 5))
             program.toggle()
             self.assertEqual(self.children(program), [])
-            self.assertIn("body_temp=", program.interrupt())
+            output = program.interrupt()
+        # Not twice: what the program has not flushed yet is not a child's to print.
+        self.assertEqual([output.count(text) for text in ("SIGUSR1->start()\n", "body_temp=")], [1, 1])
         self.wait_until_all_have_ended()
         # The threads append in any order.
         self.assertEqual(sorted(self.records().splitlines()),
@@ -278,6 +290,20 @@ class BadLogcat(LogTest):
     def test_cannot_be_executed(self):
         os.chmod(self.device.path("/data/bin/logcat"), 0o644)
         self.assert_measures(prefix=["env", "PATH=/data/bin"])
+
+    def test_there_is_no_shell(self):
+        self.assert_measures(prefix=[FEW_FILES])
+
+    def test_there_is_only_the_shell_of_the_platform(self):
+        script = '[ "$1" = -c ] && exit\nread -r line < /data/log\necho "$line"\n' \
+                 "echo $$ > /data/logcat-pid\nkill -STOP $$\n"
+        for name, body in (("logcat", script), ("busybox", "read -r pid < /data/logcat-pid\nkill -9 $pid\n")):
+            self.device.write(f"/data/bin/{name}", "#!/system/bin/sh\n" + body)
+            os.chmod(self.device.path(f"/data/bin/{name}"), 0o755)
+        self.log(kpi("AT-1", 1))
+        self.assert_measures(self.logcat_pid, RECORD.format(0.001, 0, "AT-1"),
+                             [*shell("mkdir -p /system/bin && cp /bin/sh /system/bin"), FEW_FILES,
+                              "/system/bin/sh", "-c", 'exec "$@"', "sh"])
 
     def test_prints_nothing(self):
         self.logcat(STAY)

@@ -10,6 +10,7 @@ import subprocess
 import sys
 import termios
 import time
+import tty
 
 from harness import (DeviceTest, IDLE_CPUS, IDLE_DISKS, IDLE_SYSTEM, NO_BATTERY, NO_MEMORY, NO_RECLAIM,
                      TIMES)
@@ -365,6 +366,24 @@ class BrokenOutput(DeviceTest):
             with self.device.start("--stdout", "--iter=2", "--interval=0", stdout=full) as program:
                 program.process.wait(60)
                 self.assertEqual(program.process.returncode, 0)
+
+    def test_reader_that_takes_little_at_a_time(self):
+        for pid in range(1000, 1100):
+            self.device.process(pid, "busy", 9)
+        report = SEPARATOR + "".join(
+            f"{pid:<5} {'busy':<18}: total=0    utime=0    stime=0    min_flt=0     maj_flt=0   \n"
+            for pid in range(1000, 1100)) + REST
+        pipe = os.pipe()
+        fcntl.fcntl(pipe[0], fcntl.F_SETPIPE_SZ, 4096)
+        terminal = pty.openpty()
+        tty.setraw(terminal[1])
+        for reader, writer in (pipe, terminal):
+            self.addCleanup(os.close, reader)
+            with self.device.start("--stdout", "--iter=3", "--interval=0", "--min-cpu=-1", stdout=writer,
+                                   stdin=subprocess.DEVNULL) as program:
+                os.close(writer)
+                self.assertEqual(mask_times(program.read_bit_by_bit(reader)), 3 * report)
+                program.finish()
 
     def closed_pipe(self, **popen):
         reader, writer = os.pipe()

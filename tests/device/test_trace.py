@@ -3,6 +3,7 @@
 import fcntl
 import os
 import signal
+import subprocess
 import termios
 
 from harness import DeviceTest
@@ -82,6 +83,12 @@ class TraceTest(DeviceTest):
         count = bytearray(4)
         fcntl.ioctl(self.pipe if pipe is None else pipe, termios.FIONREAD, count)
         return int.from_bytes(count, "little")
+
+    def send_in_pieces(self, text, pipe=None):
+        """Each piece is read before the next one comes."""
+        for begin in range(0, len(text), 9):
+            os.write(self.pipe if pipe is None else pipe, text[begin:begin + 9].encode())
+            wait_for(lambda: self.unread(pipe) == 0, "the piece is read")
 
     def settle(self, pipe=None):
         """Waits until the lines that were sent have had their effect."""
@@ -170,6 +177,19 @@ class TraceTest(DeviceTest):
                 return False  # closed in the meantime
         wait_for(lambda: any(map(is_pipe, os.listdir(f"/proc/{program.pid}/fd"))), "the pipe is open")
 
+    def inject(self, program, thread, fault):
+        """From now on strace makes calls of the thread with this name fail."""
+        tasks = f"/proc/{program.pid}/task"
+
+        def read(task, file):
+            with open(f"{tasks}/{task}/{file}") as text:
+                return text.read()
+        task = next(task for task in os.listdir(tasks) if read(task, "comm") == thread + "\n")
+        tracer = subprocess.Popen(["strace", "-q", "-o", "/dev/null", "-e", f"inject={fault}", "-p", task])
+        self.addCleanup(tracer.wait)
+        self.addCleanup(tracer.kill)
+        wait_for(lambda: "\nTracerPid:\t0\n" not in read(task, "status"), "strace has the thread")
+
     def trace(self, *lines, options=("--systrace",)):
         """One measurement in enter mode with these lines in the pipe. Returns the output."""
         with self.start("--enter", *options) as program:
@@ -203,6 +223,29 @@ class Records(TraceTest):
         for line in ("Received first trace message...\n", "Writing output to trace.txt...\n",
                      "Done writing output to trace.txt...\n"):
             self.assertEqual(output.count(line), 1)
+
+    def test_lines_that_come_in_pieces(self):
+        self.task(7, 7, "p")
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.send_in_pieces("".join(sched("wait", 7, "p", number) for number in (1, 2, 3)))
+            program.type("\n")
+            program.finish()
+        self.assertEqual([line.split("duration=")[1].split()[0]
+                          for line in self.records().splitlines()], ["1", "2", "3"])
+
+    def test_reads_that_are_interrupted(self):
+        self.task(7, 7, "p")
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            # The thread's name and its process's are known now, and nothing else is read any more.
+            self.send(sched("wait", 7, "p", 1))
+            self.settle()
+            self.inject(program, "pipe_thread", "read:error=EINTR:when=1..4")
+            self.send(*(sched("wait", 7, "p", number) for number in range(2, 21)))
+            program.type("\n")
+            program.finish()
+        self.assertEqual(len(self.records().splitlines()), 20)
 
     def test_limits_of_the_delay(self):
         self.task(7, 7, "p")
@@ -452,6 +495,20 @@ class PageCache(TraceTest):
         self.assertEqual(self.lines(output),
                          ["add=1 del=0 file=/twenty", "add=2 del=1 file=/three", "add=2 del=0 file=/nine",
                           "add=0 del=1 file=unknown", "add=5 del=2 file=total"])
+
+    def test_cache_that_comes_in_pieces(self):
+        self.device.remove("/data/inode.txt")
+        os.mkfifo(self.device.path("/data/inode.txt"))
+        with self.start("--enter", "--block-dump") as program:
+            program.wait_until_waiting()
+            self.send(self.event("add_to", 9), self.event("add_to", 20))
+            program.type("\n")
+            cache = os.open(self.device.path("/data/inode.txt"), os.O_WRONLY)
+            self.send_in_pieces("8:1_20 /twenty\n8:1_300 /three hundred\n8:1_9 /nine\n", cache)
+            os.close(cache)
+            output = program.finish()
+        self.assertEqual(self.lines(output), ["add=1 del=0 file=/twenty", "add=1 del=0 file=/nine",
+                                              "add=0 del=0 file=unknown", "add=2 del=0 file=total"])
 
     def test_no_events(self):
         self.assertEqual(self.lines(self.trace(options=("--block-dump",))),

@@ -1,5 +1,6 @@
 """What the trace holds that it should not, and a /data that does not take its file."""
 
+import fcntl
 import os
 import random
 
@@ -114,6 +115,47 @@ class DataFolder(TraceTest):
     def test_folder_is_full(self):
         output = self.measure_in("mount -t tmpfs -o size=4k tmpfs /data", "--systrace")
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
+
+    def test_folder_takes_a_part_of_the_file(self):
+        with self.start("--sig", "--systrace",
+                        prefix=["sh", "-c", 'mount -t tmpfs -o size=64k tmpfs /data && exec "$@"', "sh"]) as program:
+            for count, fits in ((1000, False), (10, True)):
+                program.toggle()
+                self.send(*(sched("wait", 7, "p", number + 1) for number in range(count)))
+                program.toggle()
+                with open(f"/proc/{program.pid}/root/data/trace.txt") as file:
+                    text = file.read()
+                whole = "".join(RECORD.format(number + 1, 7, "p") for number in range(count))
+                self.assertEqual(text, whole[:len(text)])
+                self.assertEqual(len(text), len(whole) if fits else 64 * 1024)
+            program.interrupt()
+
+    def test_writes_of_the_file_that_are_short(self):
+        os.mkfifo(self.device.path("/data/trace.txt"))
+        reader = os.open(self.device.path("/data/trace.txt"), os.O_RDONLY | os.O_NONBLOCK)
+        self.addCleanup(os.close, reader)
+        fcntl.fcntl(reader, fcntl.F_SETPIPE_SZ, 4096)
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(1000)))
+            program.type("\n")
+            self.assertEqual(program.read_bit_by_bit(reader),
+                             "".join(RECORD.format(number + 1, 7, "p") for number in range(1000)))
+            program.finish()
+
+    def test_stream_that_cannot_be_made(self):
+        with self.start("--sig", "--systrace") as program:
+            program.toggle()
+            self.settle()
+            self.inject(program, "pipe_thread", "fcntl:error=EMFILE")
+            self.send(sched("wait", 7, "p", 5))
+            program.toggle()
+            folder = f"/proc/{program.pid}/fd"
+            left = [os.readlink(f"{folder}/{descriptor}") for descriptor in os.listdir(folder)]
+            output = program.interrupt()
+        self.assertEqual([path for path in left if path.endswith("/data/trace.txt")], [])
+        self.assertNotIn("trace.txt", output)
+        self.assertEqual(self.records(), "")
 
     def test_disk_is_full(self):
         os.symlink("/dev/full", self.device.path("/data/trace.txt"))

@@ -2,6 +2,7 @@
 
 import os
 import re
+import select
 import signal
 import subprocess
 import tempfile
@@ -152,6 +153,24 @@ class Program:
         except subprocess.TimeoutExpired:
             self.send(signal.SIGINT)
         return self.process.returncode is not None
+
+    def read_bit_by_bit(self, descriptor):
+        """What the program writes there, to the end.
+
+        It is stopped again and again, which cuts a write short that waits in the middle.
+        """
+        text = b""
+        while select.select([descriptor], [], [], DEADLINE_S)[0]:
+            self.send(signal.SIGSTOP)
+            try:
+                bit = os.read(descriptor, 4000)
+            except OSError:
+                bit = b""  # nobody has the terminal any more
+            self.send(signal.SIGCONT)
+            if not bit:
+                return text.decode()
+            text += bit
+        raise AssertionError(f"nothing comes for {DEADLINE_S} s")
 
     def output(self):
         return self._text(self.stdout) if self.stdout is not None else ""
