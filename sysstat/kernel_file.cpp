@@ -7,7 +7,7 @@
 
 #include "collector/end_process.h"
 #include "collector/stats_collector.h"
-#include "sysstat/scan.h"
+#include "sysstat/kernel_text.h"
 
 namespace tarnwick {
 

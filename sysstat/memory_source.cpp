@@ -3,8 +3,8 @@
 #include <array>
 
 #include "collector/stats_collector.h"
+#include "sysstat/kernel_text.h"
 #include "sysstat/memory_report.h"
-#include "sysstat/scan.h"
 
 namespace tarnwick {
 

@@ -2,19 +2,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <string_view>
 
 #include "sysstat/eight_characters.h"
 
 namespace tarnwick {
-
-// The text of a kernel file as C string functions see it: up to the first NUL byte, and never past
-// the `size` bytes of the buffer. A file that fills its buffer has no terminator.
-inline std::string_view kernelText(const char* buffer, size_t size) {
-  return {buffer, strnlen(buffer, size)};
-}
 
 // Walks over a text the way scanf(3) does, one conversion a call. Every call gives exactly what the
 // conversion in its comment gives in the C locale, on every input; that equality is why the parsers
@@ -24,7 +17,7 @@ inline std::string_view kernelText(const char* buffer, size_t size) {
 //   Scanner scan(text.substr(4));
 //   scan.number(times.user) && scan.number(times.nice);
 //
-// The text holds no NUL byte (see kernelText). A conversion that fails leaves its output alone.
+// The text holds no NUL byte (see kernel_text.h). A conversion that fails leaves its output alone.
 class Scanner {
  public:
   explicit Scanner(std::string_view text) : at_(text.data()), end_(at_ + text.size()) {}

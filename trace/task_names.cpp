@@ -9,7 +9,7 @@
 #include <optional>
 #include <string_view>
 
-#include "sysstat/scan.h"
+#include "sysstat/kernel_text.h"
 #include "trace/lock.h"
 #include "trace/task_status.h"
 #include "trace/trace_state.h"

@@ -1,5 +1,6 @@
 // The lines of the CPUs in /proc/stat
 
+#include "sysstat/kernel_text.h"
 #include "tests/fuzz/inputs.h"
 #include "tests/unit/support/cpu_times_reading.h"
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "sysstat/scan.h"
+#include "sysstat/kernel_text.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "trace/line_splitter.h"
 

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "sysstat/kernel_text.h"
 #include "sysstat/memory_report.h"
 #include "tests/fuzz/inputs.h"
 

@@ -1,6 +1,7 @@
 // /proc/TID/status and /proc/TGID/comm
 
 #include "trace/task_status.h"
+#include "sysstat/kernel_text.h"
 #include "tests/fuzz/inputs.h"
 #include "tests/unit/support/task_status_reading.h"
 

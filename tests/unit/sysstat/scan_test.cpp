@@ -28,19 +28,6 @@ int32_t integerIn(std::string_view text) {
   return integer;
 }
 
-TEST(KernelText, endsAtTheFirstNulByte) {
-  EXPECT_EQ(kernelText("cpu\0 1 2", 8), "cpu");
-}
-
-TEST(KernelText, ofAFullBufferEndsWithTheBuffer) {
-  const char text[] = {'1', '2', '3', '4', '5', '6'};
-  EXPECT_EQ(kernelText(text, 4), "1234");
-}
-
-TEST(KernelText, ofAnEmptyBufferIsEmpty) {
-  EXPECT_EQ(kernelText("123", 0), "");
-}
-
 TEST(Scanner, numberPassesOverEveryKindOfBlank) {
   EXPECT_EQ(numberIn(" \t\n\v\f\r42"), 42);
 }
