@@ -13,18 +13,24 @@ mkdir -p "$folder"/{lists,archives}/partial
 apt-config dump | grep '^Acquire::'
 cat <<CONFIGURATION
 Acquire::Languages "none";
-Dir::Etc::main "/dev/null";
-Dir::Etc::parts "/dev/null";
-Dir::Etc::sourcelist "$folder/sources.list";
-Dir::Etc::sourceparts "/dev/null";
-Dir::Etc::preferences "/dev/null";
-Dir::Etc::preferencesparts "/dev/null";
-Dir::State::lists "$folder/lists";
-Dir::State::status "$folder/status";
-Dir::State::extended_states "$folder/extended_states";
-Dir::Cache::archives "$folder/archives";
-Dir::Cache::pkgcache "";
-Dir::Cache::srcpkgcache "";
+Dir::Etc {
+  main "/dev/null";
+  parts "/dev/null";
+  sourcelist "$folder/sources.list";
+  sourceparts "/dev/null";
+  preferences "/dev/null";
+  preferencesparts "/dev/null";
+};
+Dir::State {
+  lists "$folder/lists";
+  status "$folder/status";
+  extended_states "$folder/extended_states";
+};
+Dir::Cache {
+  archives "$folder/archives";
+  pkgcache "";
+  srcpkgcache "";
+};
 APT::Architecture "arm64";
 APT::Architectures { "arm64"; };
 APT::Sandbox::User "root";
