@@ -9,20 +9,8 @@ set -euo pipefail
 root=$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")
 folder=$root/build/release
 
-configure() {
-  cmake -S "$root" --preset release "$@"
-}
-
 build() {
-  local cache=$folder/CMakeCache.txt
-  if ! grep -Fqx "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$cache" 2>/dev/null; then
-    # Nothing built yet, or the tree was copied here with the build folder of another place.
-    configure --fresh -DTARNWICK_TESTS=OFF
-  else
-    # A folder that test.sh configured keeps its tests, so that they need not be built anew, unless
-    # what they need has gone.
-    configure || configure -DTARNWICK_TESTS=OFF
-  fi && cmake --build "$folder" --target tarnwick
+  "$root/scripts/configure.sh" release && cmake --build "$folder" --target tarnwick
 }
 
 "$root/scripts/install-packages.sh" build

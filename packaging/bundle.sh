@@ -26,12 +26,7 @@ fail() {
 "$root/scripts/install-packages.sh" bundle
 "$root/scripts/aarch64-sysroot.sh"
 
-# A folder that test.sh configured keeps its tests; one of another place is made anew.
-fresh=()
-if ! grep -Fqx "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$build/CMakeCache.txt" 2>/dev/null; then
-  fresh=(--fresh -DTARNWICK_TESTS=OFF)
-fi
-cmake -S "$root" --preset aarch64 "${fresh[@]}"
+"$root/scripts/configure.sh" aarch64
 cmake --build "$build" --target tarnwick tarnwick_launcher -- --quiet
 
 staging=$(mktemp -d "$root/build/bundle.XXXXXX")

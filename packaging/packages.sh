@@ -13,12 +13,7 @@ umask 022
 
 for preset in release aarch64; do
   build=$root/build/$preset
-  # A folder that test.sh configured keeps its tests; one of another place is made anew.
-  fresh=()
-  if ! grep -Fqx "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$build/CMakeCache.txt" 2>/dev/null; then
-    fresh=(--fresh -DTARNWICK_TESTS=OFF)
-  fi
-  cmake -S "$root" --preset "$preset" "${fresh[@]}"
+  "$root/scripts/configure.sh" "$preset"
   cmake --build "$build" --target tarnwick -- --quiet
   rm -rf "$build/package"
   cpack --config "$build/CPackConfig.cmake" -B "$build/package"
