@@ -281,7 +281,7 @@ class Interrupt(DeviceTest):
         with self.device.start("--stdout", "--iter=1", "--interval=0", "--min-cpu=-1",
                                stdout=writer, stdin=subprocess.DEVNULL) as program:
             os.close(writer)
-            wait_for(lambda: is_in_system_call(program, "write"), "the pipe is full")
+            wait_for(lambda: program.is_in("write"), "the pipe is full")
             self.assert_ends(program)
 
     def test_while_a_kernel_file_does_not_answer(self):
@@ -292,7 +292,7 @@ class Interrupt(DeviceTest):
         for caller in ([], block):
             with self.subTest(caller), \
                     self.device.start("--stdout", "--enter", prefix=caller) as program:
-                wait_for(lambda: is_in_system_call(program, "openat"), "the open blocks")
+                wait_for(lambda: program.is_in("openat"), "the open blocks")
                 self.assert_ends(program)
                 self.assertEqual(program.output(), "")
 
@@ -424,16 +424,6 @@ def pending_bytes(pipe):
     count = array.array("i", [0])
     fcntl.ioctl(pipe.fileno(), termios.FIONREAD, count)
     return count[0]
-
-
-def is_in_system_call(program, name):
-    number = {"x86_64": {"write": 1, "openat": 257},
-              "aarch64": {"write": 64, "openat": 56}}[os.uname().machine][name]
-    with open(f"/proc/{program.pid}/comm") as comm:
-        if comm.read() != "tarnwick\n":
-            return False
-    with open(f"/proc/{program.pid}/syscall") as syscall:
-        return syscall.read().split()[0] == str(number)
 
 
 def log_records(errors):

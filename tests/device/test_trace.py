@@ -7,14 +7,12 @@ import subprocess
 import termios
 
 from harness import DeviceTest
-from program import wait_for
+from program import SYSTEM_CALLS, wait_for
 
 TRACING = "/sys/kernel/debug/tracing"
 SCHED = [f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait", "runtime")]
 FILEMAP = [f"events/filemap/mm_filemap_{name}_page_cache/enable" for name in ("add_to", "delete_from")]
 CONTROLS = [*SCHED, *FILEMAP, "buffer_size_kb", "trace_clock", "options/overwrite", "tracing_on"]
-
-SYS_OPENAT = {"x86_64": 257, "aarch64": 56}[os.uname().machine]
 
 # Every tool logs its arguments. A logcat prints what stands in /data/log and then stays; busybox ends it.
 TOOL = """#!/bin/sh
@@ -156,7 +154,7 @@ class TraceTest(DeviceTest):
         """Whether the thread sleeps in opening a file."""
         try:
             with open(f"/proc/{pid}/task/{tid}/syscall") as syscall:
-                if syscall.read().split()[0] != str(SYS_OPENAT):
+                if syscall.read().split()[0] != SYSTEM_CALLS["openat"]:
                     return False
             with open(f"/proc/{pid}/task/{tid}/stat") as stat:
                 return stat.read().rsplit(")")[1].split()[0] == "S"

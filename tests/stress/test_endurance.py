@@ -8,7 +8,6 @@ import subprocess
 from extent import extent, figure
 from harness import DeviceTest
 from program import HAS_SANITIZER, wait_for
-from test_run_modes import is_in_system_call
 from test_trace import STAY, TraceTest, sched
 
 TIMING_LINE = b"\nuptime="
@@ -57,7 +56,7 @@ class Loop(Endurance, DeviceTest):
                     text += os.read(reader, 4096)
                     reports += text.count(TIMING_LINE)
                     text = text[-len(TIMING_LINE) + 1:]
-                wait_for(lambda: is_in_system_call(program, "write"), "the pipe is full")
+                wait_for(lambda: program.is_in("write"), "the pipe is full")
                 sizes.append(self.size(program))
             program.send(signal.SIGINT)
             program.finish()

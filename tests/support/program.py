@@ -23,8 +23,11 @@ with open(PROGRAM, "rb") as program:
     HAS_SANITIZER = HOLDS_SIGNALS_BACK or b"__asan_init" in _text
     del _text
 
-# x86-64 and AArch64.
-SYS_PPOLL = {"x86_64": 271, "aarch64": 73}[os.uname().machine]
+# Their numbers, as /proc/PID/syscall has them.
+SYSTEM_CALLS = {
+    "x86_64": {"write": "1", "openat": "257", "ppoll": "271"},
+    "aarch64": {"openat": "56", "write": "64", "ppoll": "73"},
+}[os.uname().machine]
 
 TIMING_LINE = re.compile(
     r"^uptime=(\d+), realtime=(\d+), proctimebefore=(\d+), proctimeafter=(\d+)\n", re.M)
@@ -101,8 +104,18 @@ class Program:
             return False
         if self.state() != "S":
             return False
+        return self._system_call() == SYSTEM_CALLS["ppoll"]
+
+    def _system_call(self):
         with open(f"/proc/{self.pid}/syscall") as syscall:
-            return syscall.read().split()[0] == str(SYS_PPOLL)
+            return syscall.read().split()[0]
+
+    def is_in(self, system_call):
+        """Whether the main thread is blocked in this call, and no command of the prefix."""
+        with open(f"/proc/{self.pid}/comm") as comm:
+            if comm.read() != "tarnwick\n":
+                return False
+        return self._system_call() == SYSTEM_CALLS[system_call]
 
     def wait_until_waiting(self):
         wait_for(self.is_waiting, "the program waits")
