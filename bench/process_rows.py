@@ -122,12 +122,8 @@ def fill_device(made, cpus, interfaces=5, disks=2):
     for path in ("/proc/vmstat", "/proc/buddyinfo"):
         with open(path) as text:
             made.write(path, text.read())
-    made.write("/proc/net/dev",
-               "Inter-|   Receive                                                |  Transmit\n"
-               " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs drop "
-               "fifo colls carrier compressed\n" +
-               "".join(f"  wl{number}: 8123{number} 9123    0    0    0     0          0         0 712{number} "
-                       "6123    0    0    0     0       0          0\n" for number in range(interfaces)))
+    made.net_dev(*(f"  wl{number}: 8123{number} 9123    0    0    0     0          0         0 712{number} "
+                   "6123    0    0    0     0       0          0\n" for number in range(interfaces)))
     for number in range(disks):
         made.disk(f"sd{number}", 81231, 912, 912311, 31221, 71231, 8121, 9123112, 81231, 0, 91231, 112452)
     made.write("/sys/class/power_supply/battery/temp", "287\n")

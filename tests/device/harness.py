@@ -25,6 +25,17 @@ NO_BATTERY = "body_temp=0\n"
 IDLE_SYSTEM = IDLE_DISKS + NO_RECLAIM + NO_MEMORY + NO_BATTERY
 TIMES = "uptime=U, realtime=R, proctimebefore=B, proctimeafter=A\n"
 
+NET_DEV_HEAD = (
+    "Inter-|   Receive                                                |  Transmit\n"
+    " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs drop "
+    "fifo colls carrier compressed\n")
+
+
+def interface(name, rx_bytes, rx_packets, tx_bytes, tx_packets, blank=" "):
+    """A line of /proc/net/dev as the kernel prints it, with a number of its own in every other column."""
+    return (f"{name:>6}:{blank}{rx_bytes:7} {rx_packets:7} {11:4} {12:4} {13:4} {14:5} {15:10} {16:9} "
+            f"{tx_bytes:8} {tx_packets:7} {17:4} {18:4} {19:4} {20:5} {21:7} {22:10}\n")
+
 
 class Device:
     """The folders. Paths are given as the program sees them ("/proc/stat")."""
@@ -81,6 +92,10 @@ class Device:
             self.write(f"{folder}/cmdline", cmdline)
         if schedstat is not None:
             self.write(f"{folder}/schedstat", schedstat)
+
+    def net_dev(self, *lines):
+        """Writes /proc/net/dev, with its head."""
+        self.write("/proc/net/dev", NET_DEV_HEAD + "".join(lines))
 
     def disk(self, name, *fields):
         """Writes a disk's stat file; /sys/block has a link to its folder, as in sysfs."""

@@ -2,26 +2,13 @@
 
 import os
 
-from harness import DeviceTest
-
-HEAD = ("Inter-|   Receive                                                |  Transmit\n"
-        " face |bytes    packets errs drop fifo frame compressed multicast|bytes    packets errs drop "
-        "fifo colls carrier compressed\n")
-
-
-def interface(name, rx_bytes, rx_packets, tx_bytes, tx_packets, blank=" "):
-    """A line as the kernel prints it, with a number of its own in every other column."""
-    return (f"{name:>6}:{blank}{rx_bytes:7} {rx_packets:7} {11:4} {12:4} {13:4} {14:5} {15:10} {16:9} "
-            f"{tx_bytes:8} {tx_packets:7} {17:4} {18:4} {19:4} {20:5} {21:7} {22:10}\n")
+from harness import NET_DEV_HEAD, DeviceTest, interface
 
 
 class NetDevTest(DeviceTest):
-    def write(self, *lines):
-        self.device.write("/proc/net/dev", HEAD + "".join(lines))
-
     def change(self, before, after):
-        self.write(*before)
-        return self.section(self.measure(change=lambda: self.write(*after)))
+        self.device.net_dev(*before)
+        return self.section(self.measure(change=lambda: self.device.net_dev(*after)))
 
     def section(self, output):
         return output.split("body_temp=0\n")[1].split("uptime=")[0]
@@ -96,7 +83,7 @@ class NetDev(NetDevTest):
         def lines(packets):
             return [interface(f"eth{i:02}", 0, packets + i, 0, 100 * i) for i in range(64)]
         # The line that is cut has the numbers that count before the cut.
-        text = HEAD + "".join(lines(1))
+        text = NET_DEV_HEAD + "".join(lines(1))
         whole = text[:4096].count("\n") - 2
         self.assertRegex(text[:4096].rpartition("\n")[2], f"^ eth{whole}: +0 +{whole + 1} +11")
         self.assertEqual(
@@ -108,7 +95,7 @@ class NetDev(NetDevTest):
         def text(packets):
             line = interface("eth1", 0, packets, 0, 0)
             end = line.index(str(packets)) + 2
-            return (HEAD + "x" * (4096 - len(HEAD) - 1 - end) + "\n" + line)
+            return (NET_DEV_HEAD + "x" * (4096 - len(NET_DEV_HEAD) - 1 - end) + "\n" + line)
         self.device.write("/proc/net/dev", text(123456))
         self.assertEqual(
             self.section(self.measure(change=lambda: self.device.write("/proc/net/dev",
@@ -117,7 +104,7 @@ class NetDev(NetDevTest):
 
     def test_name_that_is_cut_at_4096_bytes_is_another_name(self):
         def text(packets):
-            lines = HEAD + interface("eth0", 0, packets, 0, 0)
+            lines = NET_DEV_HEAD + interface("eth0", 0, packets, 0, 0)
             return lines + "x" * (4096 - len(lines) - 4) + "\n et" + "h1: 1 2 3\n"
         self.device.write("/proc/net/dev", text(1))
         output = self.section(self.measure(
@@ -151,11 +138,11 @@ class NetDev(NetDevTest):
             f"  eth0: rx_kb={-(high // 1024)} rx_packets=1      tx_kb=0      tx_packets=0     \n")
 
     def test_three_measurements_are_measured_end_to_end(self):
-        self.write(interface("eth0", 0, 1, 0, 0))
+        self.device.net_dev(interface("eth0", 0, 1, 0, 0))
         with self.device.start("--stdout", "--sig") as program:
             for packets in (2, 4, 8, 16, 32, 64):
                 program.toggle()
-                self.write(interface("eth0", 0, packets, 0, 0))
+                self.device.net_dev(interface("eth0", 0, packets, 0, 0))
             output = program.interrupt()
         self.assertEqual([line.split()[2] for line in output.splitlines() if "eth0" in line],
                          ["rx_packets=1", "rx_packets=6", "rx_packets=24"])

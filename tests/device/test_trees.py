@@ -3,9 +3,7 @@
 import os
 import shutil
 
-from harness import IDLE_CPUS, IDLE_SYSTEM, TESTS, TIMES, DeviceTest
-from test_net_dev import HEAD, interface
-
+from harness import IDLE_CPUS, IDLE_SYSTEM, TESTS, TIMES, DeviceTest, interface
 from program import SEPARATOR, mask_times
 
 TREES = os.path.join(TESTS, "device", "trees")
@@ -51,8 +49,7 @@ class Trees(DeviceTest):
         def state(moment, user, packets):
             device.stat(("", times[0] + 64 * user, *times[1:]),
                         *((cpu, times[0] + user, *times[1:]) for cpu in range(64)))
-            device.write("/proc/net/dev", HEAD + "".join(
-                interface(name, packets * 1024, packets, 0, 0) for name in interfaces))
+            device.net_dev(*(interface(name, packets * 1024, packets, 0, 0) for name in interfaces))
             folder = os.path.join(FIXTURES, "linux-6.12-arm64", moment, "proc")
             for name in ("vmstat", "buddyinfo"):
                 with open(os.path.join(folder, name)) as text:

@@ -14,9 +14,9 @@ import subprocess
 import tempfile
 
 from extent import figure, some
+from harness import interface
 from program import DEADLINE_S, HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times, wait_for
 from test_inode_cache import CACHE, FEW_FILES, UNFINISHED
-from test_net_dev import HEAD, interface
 from test_trace import STAY, TraceTest, sched
 
 ERRORS = {
@@ -80,7 +80,7 @@ class FaultTest(TraceTest):
         # Without idle time, which the report takes from the clock where it is not plausible.
         self.device.stat(("", 100 + 7 * m, 20, 30 + 3 * m, 0, 0),
                          *((cpu, 50 + (3 + cpu) * m, 10, 15 + m, 0, 0) for cpu in (0, 1)))
-        self.device.write("/proc/net/dev", HEAD + interface("eth0", 4096 + 8192 * m, 4 + 8 * m, 2048, 2))
+        self.device.net_dev(interface("eth0", 4096 + 8192 * m, 4 + 8 * m, 2048, 2))
         self.device.disk("sda", *(10 * field + field * m for field in range(1, 12)))
         self.device.write("/proc/vmstat", "".join(
             f"{name} {100 * number + number * m}\n"

@@ -8,9 +8,8 @@ import threading
 import unittest
 
 from extent import extent, figure
-from harness import DeviceTest
+from harness import DeviceTest, interface
 from program import SEPARATOR, TIMING_LINE, Program
-from test_net_dev import HEAD, interface
 
 STORM = os.environ["TARNWICK_STORM"]
 NUMBER = r"(-?\d+)"
@@ -76,9 +75,8 @@ class Device(DeviceTest, StormTest):
         there = self.random.choice
         self.device.stat(("", 10 * step, 0, 0), *((cpu, 10 * step, 0, 0) for cpu in range(4)
                                                   if cpu == 0 or there((True, False))))
-        self.device.write("/proc/net/dev", HEAD + "".join(
-            interface(f"eth{number}", 1024 * number * step, number * step, 0, 0)
-            for number in range(1, 6) if there((True, False))))
+        self.device.net_dev(*(interface(f"eth{number}", 1024 * number * step, number * step, 0, 0)
+                              for number in range(1, 6) if there((True, False))))
         for disk in ("sda", "sdb", "mmcblk0"):
             path = f"/sys/devices/virtual/block/{disk}/stat"
             if there((True, False)):
