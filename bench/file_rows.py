@@ -9,7 +9,7 @@ import tempfile
 
 from rows import Result, row
 from tools import Cost, costed, device, enter, is_root, of_rounds, program, run_cost, tool
-from trace_rows import CONTROLS, TRACING
+from tracing import CONTROLS, TRACING
 
 COMMAND = ["--stdout", "--iter=1", "--interval=0", "--no-proc-cpu", "--block-dump"]
 

@@ -13,11 +13,8 @@ import time
 from rows import CannotMeasure, Result, row
 from tools import (Pipe, costed, cpu_seconds, device, enter, median, need_root, of_rounds, profiled,
                    program, run_cost, slope, tool, wait_for)
+from tracing import CONTROLS, KERNEL_WITH_LINKS, TRACING
 
-TRACING = "/sys/kernel/debug/tracing"
-CONTROLS = [*(f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait", "runtime")),
-            *(f"events/filemap/mm_filemap_{name}_page_cache/enable" for name in ("add_to", "delete_from")),
-            "buffer_size_kb", "trace_clock", "options/overwrite", "tracing_on"]
 # What an ordinary user has, and the largest one that he may have, where speed is not what is measured.
 PIPE_SIZE = 1 << 16
 LARGE_PIPE = 1 << 20
@@ -280,14 +277,6 @@ class Tracer:
                     yield process.pid
                 finally:
                     process.communicate(b"\n")
-
-
-# Inside the device: the kernel's /proc and /sys, with our links in place of its tracing folder.
-KERNEL_WITH_LINKS = """
-mount --rbind /.kernel-proc /proc && mount --rbind /.kernel-sys /sys &&
-mount -t tmpfs tmpfs /sys/kernel/debug && mkdir /sys/kernel/debug/tracing &&
-mount --bind "$0" /sys/kernel/debug/tracing && exec "$@"
-"""
 
 
 def has_thread(pid, name):

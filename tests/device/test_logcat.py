@@ -5,11 +5,11 @@ import re
 import signal
 import subprocess
 
-from test_inode_cache import FEW_FILES, shell
-from test_trace import END_LOGCAT, FALLBACK, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, sched
+from inode_cache import FEW_FILES, shell
+from trace_device import (END_LOGCAT, FALLBACK, LOG_LINE, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, kpi,
+                          sched)
 from program import DEADLINE_S, wait_for
 
-LINE = "11-20 16:41:43.123  1234  1250 {} {}: {} cmp={}\n"
 RECORD = ("time={:.6f} tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid={} tid_name=kpi "
           "name=KPI-R2K-{}\n")
 FIRST = "Received first trace message...\n"
@@ -20,20 +20,12 @@ CAPTURE = ("[logcat][-v][threadtime][-b][main][*:s][KPI-R2K-ID-2][KPI-R2K-ZY-6][
            "[KPI-R2K-WMS-3][KPI-R2K-WMS-5][KPI-R2K-WMS-6]\n")
 
 
-def kpi(tag, number, component="com.example/.Main", priority="I"):
-    return LINE.format(priority, f"KPI-R2K-{tag}", number, component)
-
-
 def wait_record(tid, duration):
     return (f"time=35.993756 tag=nr duration={duration} cpu=1 tgid={tid} tgid_name=p tid={tid} "
             "tid_name=p name=wait\n")
 
 
 class LogTest(TraceTest):
-    def log(self, *lines):
-        self.device.write("/data/log", b"".join(line if isinstance(line, bytes) else line.encode()
-                                                for line in lines))
-
     def measure_log(self, *lines):
         """The records of one measurement with these lines in the log."""
         self.log(*lines)
@@ -58,7 +50,7 @@ class Kpi(LogTest):
 
     def test_other_priorities_tags_and_messages_are_passed_over(self):
         self.assertEqual(self.measure_log(kpi("AT-1", 5000, priority="D"), kpi("AT-1", "soon"),
-                                          LINE.format("I", "Other", 5000, "KPI-R2K"), "KPI-R2K-\n",
+                                          LOG_LINE.format("I", "Other", 5000, "KPI-R2K"), "KPI-R2K-\n",
                                           kpi("AT-1", 1)),
                          RECORD.format(0.001, 0, "AT-1"))
 
@@ -320,7 +312,7 @@ class BadLogcat(LogTest):
         # For each line of the second kind all processes are searched: it is printed faster than taken.
         for pid in range(1000, 1100):
             self.device.process(pid, "x", cmdline="x\0")
-        for line in (LINE.format("I", "Other", 5, ""), kpi("AMS-1", 1, "com.other/.Main")):
+        for line in (LOG_LINE.format("I", "Other", 5, ""), kpi("AMS-1", 1, "com.other/.Main")):
             self.logcat(f"exec yes '{line.strip()}'")
             with self.subTest(line), self.start("--enter", "--systrace") as program:
                 self.wait_until_taken(self.logcat_pid())

@@ -5,8 +5,9 @@ import re
 import subprocess
 import tempfile
 
-from test_trace import CONTROLS, FILEMAP, SCHED, STAY, TRACING, TraceTest, sched
+from trace_device import STAY, TraceTest, sched
 from program import NEEDS_PIPES, SEPARATOR, wait_for
+from tracing import CONTROLS, FILEMAP, SCHED, TRACING
 
 ON = [("buffer_size_kb", "8192"), ("trace_clock", "global"), ("options/overwrite", "1"),
       ("tracing_on", "1")]

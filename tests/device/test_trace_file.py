@@ -4,7 +4,7 @@ import fcntl
 import os
 import random
 
-from test_trace import TraceTest, sched
+from trace_device import TraceTest, sched
 
 RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid=7 tgid_name=p tid={} tid_name={} name=wait\n")
 

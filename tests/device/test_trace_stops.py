@@ -4,8 +4,9 @@ import os
 import select
 import threading
 
-from test_trace import TraceTest, sched
+from trace_device import TraceTest, sched
 from program import wait_for
+from tracing import TRACING
 
 STOPS = 125
 RECORD = "time=35.993756 tag=nr duration=123456789 cpu=1 tgid=7 tgid_name=p tid=7 tid_name=p name=wait\n"
@@ -39,7 +40,7 @@ class Stops(TraceTest):
                     os.write(writer, some)
                 except BlockingIOError:
                     pass
-        writer = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"),
+        writer = os.open(self.device.path(f"{TRACING}/trace_pipe"),
                          os.O_WRONLY | os.O_NONBLOCK)
         thread = threading.Thread(target=write)
         thread.start()
@@ -64,7 +65,7 @@ class Stops(TraceTest):
             self.close_pipe()
 
         def reopen():
-            self.pipe = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"), os.O_RDWR)
+            self.pipe = os.open(self.device.path(f"{TRACING}/trace_pipe"), os.O_RDWR)
         self.stop_often(
             write_and_close,
             lambda round_: self.assertEqual(len(self.records().splitlines()), 21, round_), reopen)

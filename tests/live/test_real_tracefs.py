@@ -16,19 +16,9 @@ sys.path.insert(0, os.path.join(TESTS, "support"))
 sys.path.insert(0, os.path.join(TESTS, "device"))
 
 from harness import Device  # noqa: E402
+from tracing import CONTROLS, FILEMAP, KERNEL_WITH_LINKS, SCHED  # noqa: E402
 
 PAGES = 300
-CONTROLS = ["tracing_on", "trace_clock", "buffer_size_kb", "options/overwrite",
-            "events/filemap/mm_filemap_add_to_page_cache/enable",
-            "events/filemap/mm_filemap_delete_from_page_cache/enable"]
-MISSING = [f"events/sched/sched_stat_{name}/enable" for name in ("wait", "iowait", "runtime")]
-
-# Inside the device: the kernel's /proc and /sys, with our links in place of its tracing folder.
-BECOME = """
-mount --rbind /.kernel-proc /proc && mount --rbind /.kernel-sys /sys &&
-mount -t tmpfs tmpfs /sys/kernel/debug && mkdir /sys/kernel/debug/tracing &&
-mount --bind "$0" /sys/kernel/debug/tracing && exec "$@"
-"""
 
 
 @unittest.skipUnless(os.geteuid() == 0, "tracing needs root")
@@ -40,7 +30,7 @@ class RealTracefs(unittest.TestCase):
                           stderr=subprocess.DEVNULL).returncode != 0:
             self.skipTest("no tracefs here")
         self.addCleanup(subprocess.run, ["umount", self.tracefs], check=True)
-        if not os.path.exists(f"{self.tracefs}/{CONTROLS[-1]}"):
+        if not all(os.path.exists(f"{self.tracefs}/{event}") for event in FILEMAP):
             self.skipTest("this kernel has no page-cache events")
         # A trace of our own: others may be tracing on this machine.
         self.instance = tempfile.mkdtemp(dir=f"{self.tracefs}/instances")
@@ -50,16 +40,12 @@ class RealTracefs(unittest.TestCase):
         self.links = tempfile.TemporaryDirectory()
         self.addCleanup(self.links.cleanup)
         for control in [*CONTROLS, "trace_pipe"]:
-            self.link(control)
-        for control in MISSING:
             path = os.path.join(self.links.name, control)
             os.makedirs(os.path.dirname(path), exist_ok=True)
-            open(path, "w").close()
-
-    def link(self, control):
-        path = os.path.join(self.links.name, control)
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        os.symlink(os.path.join(self.instance, control), path)
+            if control in SCHED:
+                open(path, "w").close()
+            else:
+                os.symlink(os.path.join(self.instance, control), path)
 
     def new_file(self):
         """A file of so many pages whose path the program knows."""
@@ -85,7 +71,7 @@ class RealTracefs(unittest.TestCase):
 
     def start(self, *options, prefix=()):
         return self.device.start("--stdout", "--block-dump", "--no-proc-cpu", *options,
-                                 prefix=["sh", "-c", BECOME, self.links.name, *prefix])
+                                 prefix=["sh", "-c", KERNEL_WITH_LINKS, self.links.name, *prefix])
 
     def test_file_that_is_read_shows_by_name_with_its_pages(self):
         file = self.new_file()

@@ -8,7 +8,7 @@ import subprocess
 from extent import extent, figure
 from harness import DeviceTest
 from program import HAS_SANITIZER, wait_for
-from test_trace import STAY, TraceTest, sched
+from trace_device import STAY, TraceTest, sched
 
 TIMING_LINE = b"\nuptime="
 EARLY = 10

@@ -15,9 +15,9 @@ import tempfile
 
 from extent import figure, some
 from harness import interface
+from inode_cache import CACHE, FEW_FILES, UNFINISHED
 from program import DEADLINE_S, HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times, wait_for
-from test_inode_cache import CACHE, FEW_FILES, UNFINISHED
-from test_trace import STAY, TraceTest, sched
+from trace_device import STAY, TraceTest, sched
 
 ERRORS = {
     "openat": "EMFILE ENFILE EIO EINTR EACCES ESRCH ENOMEM ENOSPC EAGAIN",

@@ -8,8 +8,8 @@ import stat
 
 from extent import figure, some
 from program import DEADLINE_S
-from test_inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
-from test_trace import STAY, TraceTest, sched
+from inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
+from trace_device import STAY, TraceTest, sched
 
 OURS = {CACHE, UNFINISHED, "/data/trace.txt"}
 # Of the scripts in place of the tools, and of the sanitizers, one of which has others in /tmp.

@@ -10,8 +10,8 @@ import time
 from extent import extent, figure
 from harness import IDLE_CPUS, IDLE_SYSTEM, TIMES
 from program import DEADLINE_S, HOLDS_SIGNALS_BACK, SEPARATOR, mask_times, wait_for
-from test_inode_cache import CACHE, UNFINISHED
-from test_trace import STAY, TraceTest
+from inode_cache import CACHE, UNFINISHED
+from trace_device import STAY, TraceTest
 
 PROCESSES = range(1000, 1020)
 # No process has used CPU time, so a report that is measured against nothing is the same.

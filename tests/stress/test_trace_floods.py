@@ -12,8 +12,8 @@ import time
 from extent import extent, figure
 from harness import IDLE_SYSTEM, TIMES
 from program import HAS_SANITIZER, SEPARATOR, mask_times
-from test_logcat import LogTest, kpi
-from test_trace import TraceTest, sched
+from trace_device import TraceTest, kpi, sched
+from tracing import TRACING
 
 LOST = "CPU:1 [LOST {} EVENTS]\n"
 RECORD = re.compile(r"time=35\.993756 tag=nr duration=(\d+) cpu=1 tgid=7 tgid_name=p tid=7 tid_name=p name=wait\n")
@@ -56,7 +56,7 @@ class Flood(TraceTest):
         with self.start("--sig", option) as program:
             program.toggle()
             self.wait_until_reading(program)
-            with Writer(self.device.path("/sys/kernel/debug/tracing/trace_pipe"), text):
+            with Writer(self.device.path(f"{TRACING}/trace_pipe"), text):
                 time.sleep(seconds)
                 # Before the stop the list is complete but for what two seconds bring.
                 program.toggle()
@@ -96,7 +96,7 @@ class Flood(TraceTest):
         self.assertGreater(int(counts[1]), 1000)
 
 
-class DeathTest(LogTest):
+class DeathTest(TraceTest):
     def setUp(self):
         super().setUp()
         self.random = random.Random(1)
@@ -156,7 +156,7 @@ class Tools(DeathTest):
     def test_trace_closed(self):
         def trace_closed(_):
             self.close_pipe()
-            self.pipe = os.open(self.device.path("/sys/kernel/debug/tracing/trace_pipe"), os.O_RDWR)
+            self.pipe = os.open(self.device.path(f"{TRACING}/trace_pipe"), os.O_RDWR)
         self.measure(trace_closed)
 
 
