@@ -8,16 +8,13 @@ import collections
 import errno
 import os
 import re
-import signal
-import struct
-import subprocess
 import tempfile
 
 from extent import figure, some
-from harness import interface
-from inode_cache import CACHE, FEW_FILES, UNFINISHED
-from program import DEADLINE_S, HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times, wait_for
-from trace_device import STAY, TraceTest, sched
+from inode_cache import CACHE, UNFINISHED
+from modes import MODES, PARANOID, ModeTest
+from program import HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times
+from tracing import TRACING
 
 ERRORS = {
     "openat": "EMFILE ENFILE EIO EINTR EACCES ESRCH ENOMEM ENOSPC EAGAIN",
@@ -31,19 +28,10 @@ ERRORS = {
     "clone3": "EAGAIN ENOMEM",
     "mmap": "ENOMEM EAGAIN",
 }
-PARANOID = "/proc/sys/kernel/perf_event_paranoid"
-MODES = {
-    "processes": ("--freq",),
-    "threads": ("--freq", "--proc=worker"),
-    "counters": ("--no-proc-cpu", "--pmu"),
-    "scheduler": ("--no-proc-cpu", "--systrace"),
-    "page cache": ("--no-proc-cpu", "--block-dump"),
-    "walk": ("--no-proc-cpu", "--block-dump"),
-}
 
 READ_ERROR = re.compile(r"Error opening /(?:proc|sys)/\S+: (?P<text>.*) \((?P<error>\d+)\)\n")
 # A file without which there is no measurement.
-CONTROL = r"(?:/proc/sys/kernel/perf_event_paranoid|/sys/kernel/debug/tracing/)"
+CONTROL = rf"(?:{PARANOID}|{TRACING}/)"
 FATAL = re.compile(rf"(?:Error (?:opening|writing to) {CONTROL}\S*: (?P<text>.*) \((?P<error>\d+)\)"
                    r"|pthread_create\((?:pipe|logcat)\) failed! rc= \d+"
                    r"|fopen\(trace_pipe\) failed!|popen\(\) failed!)\n")
@@ -53,96 +41,20 @@ NOTICE = re.compile(r"SIGUSR1->(?:start|stop)\(\)\n|Received first trace message
 COUNTERS = re.compile(r"   crefs=(?:0|[1-4]000) +hit=-?(?:\d+\.\d\d|inf) *br=(?:0|[1-4]000) +hit=-?(?:\d+\.\d\d|inf) *\n")
 PAGES = re.compile(r"add=[012] del=0 file=(?:/known|unknown|total)\n")
 RECORD = "time=35.993756 tag=nr duration=5 cpu=1 tgid=3 tgid_name=worker tid=3 tid_name=worker name=wait\n"
-PAGE = ("             cat-204     [000] ....    40.794419: mm_filemap_add_to_page_cache: dev 8:1 ino 14 "
-        "page=ffe0 pfn=262462 ofs=0\n")
 
 
-class FaultTest(TraceTest):
+class Faults(ModeTest):
+    true = None
+    ends = collections.Counter()
+
+    @classmethod
+    def tearDownClass(cls):
+        figure(", ".join(f"{count} {end}" for end, count in sorted(cls.ends.items())))
+
     def setUp(self):
         super().setUp()
-        # The tools have no children of their own, whom the faults would keep alive.
-        self.tool("busybox", "read -r pid < /data/logcat-pid && kill -9 $pid")
-        self.logcat(STAY)
-        # A descriptor in place of a counter: each read of it gives 1000.
-        self.counters = tempfile.TemporaryFile()
-        self.addCleanup(self.counters.close)
-        self.counters.write(struct.pack("=Q", 1000) * 4096)
-
-    # What a snapshot can lack, together or one by one. The first bit of a number stands for the first file.
-    FILES = [["/proc/stat"], ["/proc/net/dev"], ["/sys/devices/virtual/block/sda/stat", "/proc/vmstat"],
-             ["/proc/buddyinfo"], ["/sys/class/power_supply/battery/temp"], ["/proc/3/stat"],
-             ["/proc/5/task/7/stat", "/proc/5/task/7/schedstat"], ["/proc/5/stat"],
-             ["/sys/devices/system/cpu/cpu0/cpufreq/stats/time_in_state"]]
-
-    def lay(self, moment, missing=0):
-        """The files as they stand before the measurement, or after it."""
-        m = moment
-        # Without idle time, which the report takes from the clock where it is not plausible.
-        self.device.stat(("", 100 + 7 * m, 20, 30 + 3 * m, 0, 0),
-                         *((cpu, 50 + (3 + cpu) * m, 10, 15 + m, 0, 0) for cpu in (0, 1)))
-        self.device.net_dev(interface("eth0", 4096 + 8192 * m, 4 + 8 * m, 2048, 2))
-        self.device.disk("sda", *(10 * field + field * m for field in range(1, 12)))
-        self.device.write("/proc/vmstat", "".join(
-            f"{name} {100 * number + number * m}\n"
-            for number, name in enumerate(("nr_free_pages", "nr_file_pages", "pswpin", "pswpout",
-                                           "pgmajfault", "allocstall_normal", "nr_shmem"), 1)))
-        self.device.write("/proc/buddyinfo", "Node 0, zone   Normal      1      2      3 \n")
-        self.device.write("/sys/class/power_supply/battery/temp", "250\n")
-        self.device.process(3, "init", 10 + m, 5, 7 + m, cmdline="/init\0")
-        self.device.process(5, "worker", 20 + 4 * m, 6 + m, 8, 9, cmdline="/bin/worker\0")
-        self.device.process(7, "thread", 20 + 4 * m, 6, 8, 9, folder="/proc/5/task/7",
-                            schedstat=f"{1000000 * (5 + m)} {2000000 * (5 + m)} {5 + m}\n")
-        self.device.write("/sys/devices/system/cpu/cpu0/cpufreq/stats/time_in_state",
-                          f"300000 {100 + m}\n1200000 {200 + 5 * m}\n")
-        for group in self.FILES:
-            for bit, file in enumerate(group):
-                if missing & 1 << bit:
-                    self.device.remove(file)
-
-    def lay_mode(self, mode):
-        self.lay(0)
-        self.lay_again()
-        for path in ("/data/trace.txt", "/data/logcat-pid", UNFINISHED, CACHE):
-            if os.path.exists(self.device.path(path)):
-                self.device.remove(path)
-        if mode != "walk":
-            self.device.write(CACHE, "8:1_20 /known\n")
-        self.device.write(PARANOID, "2\n")
-        self.task(3, 3, "worker")
-
-    def lay_again(self):
-        os.remove(self.device.path("/sys/kernel/debug/tracing/trace_pipe"))
-        self.lay_tracing("/sys/kernel/debug/tracing")
-
-    def begin(self, mode, prefix=()):
-        self.lay_mode(mode)
-        self.counters.seek(0)
-        return self.device.start(
-            "--stdout", "--sig", "--min-cpu=-1", *MODES[mode], env=self.environment, stdin=self.counters,
-            prefix=[*([FEW_FILES] if mode == "walk" else []), *prefix])
-
-    @staticmethod
-    def rest(program):
-        """Waits until the program waits or has ended. Whether it waits."""
-        def rests():
-            try:
-                return program.is_waiting()
-            except (AssertionError, OSError):
-                return program.process.poll() is not None
-        wait_for(rests, "the program rests")
-        return program.process.poll() is None
-
-    def measure_once(self, program):
-        for moment in (0, 1):
-            self.lay(moment)
-            if not self.rest(program):
-                return
-            program.send(signal.SIGUSR1)
-            if not self.rest(program):
-                return
-            if moment == 0:
-                self.send(sched("wait", 3, "worker", 5), PAGE, PAGE)
-        program.send(signal.SIGINT)
+        if Faults.true is None:
+            Faults.true = self.true_lines()
 
     def traced(self, mode, call, *faults, from_start=False):
         """A measurement, of which strace fails calls. Returns the status, the output and the calls.
@@ -156,38 +68,8 @@ class FaultTest(TraceTest):
             strace = ["strace", "-f", "-q", "-y", "-s", "200", "-o", log.name, "-e", f"trace={call}",
                       *(word for fault in faults for word in ("-e", f"inject={fault}"))]
             with self.begin(mode, [*strace, "-D"] if from_start else ()) as program:
-                tracer = None
-                if not from_start and self.rest(program):
-                    tracer = subprocess.Popen([*strace, "-p", str(program.pid)])
-                    self.addCleanup(tracer.wait)
-                    self.addCleanup(tracer.kill)
-                    wait_for(lambda: all(self.traced_threads(program)), "strace has the program")
-                self.measure_once(program)
-                program.process.wait(DEADLINE_S)
-                if tracer is not None:
-                    tracer.wait(DEADLINE_S)
+                self.measure_to_end(program, None if from_start else strace)
                 return program.process.returncode, program.output(), log.read()
-
-    @staticmethod
-    def traced_threads(program):
-        """Of each thread, whether it is traced."""
-        for task in os.listdir(f"/proc/{program.pid}/task"):
-            with open(f"/proc/{program.pid}/task/{task}/status") as status:
-                yield "\nTracerPid:\t0\n" not in status.read()
-
-
-class Faults(FaultTest):
-    true = None
-    ends = collections.Counter()
-
-    @classmethod
-    def tearDownClass(cls):
-        figure(", ".join(f"{count} {end}" for end, count in sorted(cls.ends.items())))
-
-    def setUp(self):
-        super().setUp()
-        if Faults.true is None:
-            Faults.true = self.true_lines()
 
     def true_lines(self):
         """All lines of a report that are true when some files could not be read."""

@@ -7,19 +7,18 @@ the report does not come from anywhere, that is the first. It also tells of memo
 import os
 import random
 import shutil
-import subprocess
 import unittest
 
 from extent import extent, figure, some
-from program import DEADLINE_S, HAS_SANITIZER, wait_for
-from test_faults import MODES, FaultTest
+from modes import MODES, ModeTest
+from program import HAS_SANITIZER
 
 FINDING = 99
 LOG = "/data/valgrind"
 
 
 @unittest.skipIf(HAS_SANITIZER, "a sanitizer finds the same, and does not run under valgrind")
-class Memcheck(FaultTest):
+class Memcheck(ModeTest):
     PREFIX = [shutil.which("valgrind") or "valgrind", "-q", "--vgdb=no", f"--error-exitcode={FINDING}",
               f"--log-file={LOG}", "--leak-check=full", "--show-leak-kinds=definite",
               "--errors-for-leak-kinds=definite"]
@@ -29,18 +28,8 @@ class Memcheck(FaultTest):
     def check(self, mode, fault=()):
         """A measurement, of which strace makes calls with a path fail. Returns its calls."""
         with self.begin(mode, self.PREFIX) as program:
-            self.assertTrue(self.rest(program))
-            tracer = None
-            if fault:
-                tracer = subprocess.Popen(["strace", "-f", "-q", "-o", self.device.path("/data/strace"),
-                                           *fault, "-p", str(program.pid)], stderr=subprocess.DEVNULL)
-                self.addCleanup(tracer.wait)
-                self.addCleanup(tracer.kill)
-                wait_for(lambda: all(self.traced_threads(program)), "strace has the program")
-            self.measure_once(program)
-            program.process.wait(DEADLINE_S)
-            if tracer is not None:
-                tracer.wait(DEADLINE_S)
+            strace = ["strace", "-f", "--quiet=all", "-o", self.device.path("/data/strace"), *fault]
+            self.measure_to_end(program, strace if fault else None)
         findings = self.device.read(LOG)
         self.assertEqual((program.process.returncode, findings), (0, ""))
         self.wait_until_all_have_ended()
