@@ -1,3 +1,5 @@
+#include "sysstat/scan.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,14 +8,27 @@
 #include <limits>
 #include <string>
 
-#include "sysstat/scan.h"
 #include "tests/unit/support/odd_texts.h"
 
 namespace tarnwick {
 namespace {
 
 constexpr int kTexts = 200000;
-constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
+constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+constexpr uint64_t kMaxUnsigned = std::numeric_limits<uint64_t>::max();
+
+int64_t numberIn(std::string_view text) {
+  int64_t number = -77;
+  Scanner(text).number(number);
+  return number;
+}
+
+int32_t integerIn(std::string_view text) {
+  int32_t integer = -77;
+  Scanner(text).integer(integer);
+  return integer;
+}
 
 uint64_t unsignedIn(std::string_view text) {
   uint64_t number = 77;
@@ -54,24 +69,104 @@ std::string_view behindRealIn(std::string_view text) {
   return scan.rest();
 }
 
+TEST(Scanner, numberPassesOverEveryKindOfBlank) {
+  EXPECT_EQ(numberIn(" \t\n\v\f\r42"), 42);
+}
+
+TEST(Scanner, numberEndsAtTheFirstOtherCharacter) {
+  EXPECT_EQ(numberIn("0x10"), 0);
+}
+
+TEST(Scanner, numberMayHaveAMinus) {
+  EXPECT_EQ(numberIn("-42"), -42);
+}
+
+TEST(Scanner, numberMayHaveAPlus) {
+  EXPECT_EQ(numberIn("+42"), 42);
+}
+
+TEST(Scanner, numberIsDecimalDespiteLeadingZeros) {
+  EXPECT_EQ(numberIn("00010"), 10);
+}
+
+TEST(Scanner, largestNumberIsExact) {
+  EXPECT_EQ(numberIn("9223372036854775807"), kMax);
+}
+
+TEST(Scanner, smallestNumberIsExact) {
+  EXPECT_EQ(numberIn("-9223372036854775808"), kMin);
+}
+
+TEST(Scanner, numberAboveTheRangeIsTheLargest) {
+  EXPECT_EQ(numberIn("9223372036854775808"), kMax);
+}
+
+TEST(Scanner, numberBelowTheRangeIsTheSmallest) {
+  EXPECT_EQ(numberIn("-9223372036854775809"), kMin);
+}
+
+TEST(Scanner, numberOfManyDigitsStaysTheLargest) {
+  EXPECT_EQ(numberIn("100000000000000000000000000000000000000000"), kMax);
+}
+
+TEST(Scanner, failedNumberLeavesItsOutputAlone) {
+  EXPECT_EQ(numberIn("- 1"), -77);
+}
+
+TEST(Scanner, emptyTextHasNoNumber) {
+  EXPECT_EQ(numberIn(""), -77);
+}
+
+TEST(Scanner, twoSignsAreNoNumber) {
+  EXPECT_EQ(numberIn("+-1"), -77);
+}
+
+TEST(Scanner, integerKeepsTheLowHalf) {
+  EXPECT_EQ(integerIn("4294967297"), 1);
+}
+
+TEST(Scanner, integerAboveThe64BitRangeIsMinusOne) {
+  EXPECT_EQ(integerIn("9223372036854775808"), -1);
+}
+
+TEST(Scanner, failedIntegerLeavesItsOutputAlone) {
+  EXPECT_EQ(integerIn("x"), -77);
+}
+
+TEST(Scanner, skipsAsManyNumbersAsItIsTold) {
+  Scanner scan("1 -2 99999999999999999999 4");
+  int64_t number = 0;
+  EXPECT_TRUE(scan.skipNumbers(3));
+  scan.number(number);
+  EXPECT_EQ(number, 4);
+}
+
+TEST(Scanner, skippingFailsWhereANumberIsMissing) {
+  EXPECT_FALSE(Scanner("1 2 x").skipNumbers(3));
+}
+
+TEST(Scanner, skippingNoneSucceedsAnywhere) {
+  EXPECT_TRUE(Scanner("").skipNumbers(0));
+}
+
 TEST(Scanner, unsignedNumberPassesOverEveryKindOfBlank) {
   EXPECT_EQ(unsignedIn(" \t\n\v\f\r42"), 42U);
 }
 
 TEST(Scanner, largestUnsignedNumberIsExact) {
-  EXPECT_EQ(unsignedIn("18446744073709551615"), kMax);
+  EXPECT_EQ(unsignedIn("18446744073709551615"), kMaxUnsigned);
 }
 
 TEST(Scanner, unsignedNumberAboveTheRangeIsTheLargest) {
-  EXPECT_EQ(unsignedIn("18446744073709551616"), kMax);
+  EXPECT_EQ(unsignedIn("18446744073709551616"), kMaxUnsigned);
 }
 
 TEST(Scanner, unsignedNumberOfManyDigitsStaysTheLargest) {
-  EXPECT_EQ(unsignedIn("1000000000000000000000000000000000000000"), kMax);
+  EXPECT_EQ(unsignedIn("1000000000000000000000000000000000000000"), kMaxUnsigned);
 }
 
 TEST(Scanner, minusNegatesAnUnsignedNumber) {
-  EXPECT_EQ(unsignedIn("-2"), kMax - 1);
+  EXPECT_EQ(unsignedIn("-2"), kMaxUnsigned - 1);
 }
 
 TEST(Scanner, unsignedNumberMayHaveAPlus) {
@@ -79,7 +174,7 @@ TEST(Scanner, unsignedNumberMayHaveAPlus) {
 }
 
 TEST(Scanner, minusDoesNotNegateWhatIsAboveTheRange) {
-  EXPECT_EQ(unsignedIn("-18446744073709551616"), kMax);
+  EXPECT_EQ(unsignedIn("-18446744073709551616"), kMaxUnsigned);
 }
 
 TEST(Scanner, unsignedNumberIsDecimal) {
@@ -120,7 +215,7 @@ TEST(Scanner, hexNumberMayStartWithALarge0X) {
 }
 
 TEST(Scanner, hexNumberMayHaveASignBefore0x) {
-  EXPECT_EQ(hexIn("-0x1"), kMax);
+  EXPECT_EQ(hexIn("-0x1"), kMaxUnsigned);
 }
 
 TEST(Scanner, lone0xIsTheNumber0) {
@@ -140,11 +235,11 @@ TEST(Scanner, hexNumberEndsBeforeTheLetterG) {
 }
 
 TEST(Scanner, largestHexNumberIsExact) {
-  EXPECT_EQ(hexIn("fffffffffffffffe"), kMax - 1);
+  EXPECT_EQ(hexIn("fffffffffffffffe"), kMaxUnsigned - 1);
 }
 
 TEST(Scanner, hexNumberAboveTheRangeIsTheLargest) {
-  EXPECT_EQ(hexIn("10000000000000000"), kMax);
+  EXPECT_EQ(hexIn("10000000000000000"), kMaxUnsigned);
 }
 
 TEST(Scanner, failedHexNumberLeavesItsOutputAlone) {
@@ -212,53 +307,57 @@ TEST(Scanner, unusualRealEndsWithTheTextAndNotBehindIt) {
   EXPECT_EQ(realIn(std::string_view("-1.25e3").substr(0, 5)), -1.25);
 }
 
-TEST(Scanner, skipWordPassesOverBlanksAndAWord) {
-  Scanner scan(" \n d.h.. 7");
-  EXPECT_TRUE(scan.skipWord());
-  EXPECT_EQ(scan.rest(), " 7");
-}
-
-TEST(Scanner, anyCharacterButABlankIsAWord) {
-  EXPECT_TRUE(Scanner("(").skipWord());
-}
-
-TEST(Scanner, skipWordNeedsAWord) {
-  EXPECT_FALSE(Scanner(" \n").skipWord());
-}
-
-TEST(Scanner, literalRunIsPassedOver) {
-  Scanner scan("pid=7");
-  EXPECT_TRUE(scan.literal("pid="));
-  EXPECT_EQ(scan.rest(), "7");
-}
-
-TEST(Scanner, literalRunMustBeWhole) {
-  EXPECT_FALSE(Scanner("pid").literal("pid="));
-}
-
-TEST(Scanner, failedLiteralRunTakesNothing) {
-  Scanner scan("pid:7");
-  EXPECT_FALSE(scan.literal("pid="));
-  EXPECT_EQ(scan.rest(), "pid:7");
-}
-
-TEST(Scanner, literalRunTakesNoBlanksInFront) {
-  EXPECT_FALSE(Scanner(" pid=").literal("pid="));
-}
-
-TEST(Scanner, restOfANewScannerIsTheText) {
-  EXPECT_EQ(Scanner("a b").rest(), "a b");
-}
-
-TEST(Scanner, restAtTheEndIsEmpty) {
-  Scanner scan("a");
-  scan.literal('a');
-  EXPECT_EQ(scan.rest(), "");
-}
-
-// The places where the conversions stopped are compared too, where both came through.
+// The rows of conversions below end with the count of what came through, which sscanf returns: it
+// tells a conversion that failed from one that gave the value that was there before.
+// Where all came through, the places where they stopped are compared too.
 
 constexpr const char* kAlphabet = "0123456789 +-()\t\n\v\f\rxe.,";
+
+TEST(Scanner, readsNumbersAsSscanfDoes) {
+  OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 0 1271 6653"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int64_t a = -1, b = -2, c = -3;
+    Scanner scan(text);
+    const int count = !scan.number(a) ? 0 : !scan.number(b) ? 1 : !scan.number(c) ? 2 : 3;
+    int64_t x = -1, y = -2, z = -3;
+    const int expected = std::max(sscanf(text.c_str(), "%ld %ld %ld", &x, &y, &z), 0);
+    ASSERT_TRUE(count == expected && a == x && b == y && c == z) << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, readsIntegersAndCharactersAsSscanfDoes) {
+  OddTexts texts({"190 S 159 0", "4294967297\tR -2147483649", "7 x+8"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int32_t a = -1, c = -3;
+    char b = '#', d = '#';
+    Scanner scan(text);
+    int count = 0;
+    if (scan.integer(a)) {
+      scan.space();
+      count = !scan.character(b) ? 1 : !scan.integer(c) ? 2 : !scan.character(d) ? 3 : 4;
+    }
+    int32_t x = -1, z = -3;
+    char y = '#', t = '#';
+    const int expected = std::max(sscanf(text.c_str(), "%d %c %d%c", &x, &y, &z, &t), 0);
+    ASSERT_TRUE(count == expected && a == x && b == y && c == z && d == t)
+        << testing::PrintToString(text);
+  }
+}
+
+TEST(Scanner, skipsNumbersAsSscanfDoes) {
+  OddTexts texts({"0 0 0 -1 4194304", "20 0 1 0 1789 864256", "1 2 3 4"}, kAlphabet);
+  for (int i = 0; i < kTexts; ++i) {
+    const std::string text = texts.next();
+    int64_t number = -1;
+    Scanner scan(text);
+    const int count = scan.skipNumbers(3) && scan.number(number) ? 1 : 0;
+    int64_t expectedNumber = -1;
+    const int expected = std::max(sscanf(text.c_str(), "%*d %*d %*d %ld", &expectedNumber), 0);
+    ASSERT_TRUE(count == expected && number == expectedNumber) << testing::PrintToString(text);
+  }
+}
 
 TEST(Scanner, readsUnsignedNumbersAsSscanfDoes) {
   OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 -0 18446744073709551616 6653",
