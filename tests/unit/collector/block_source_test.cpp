@@ -3,40 +3,26 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "tests/unit/collector/made_up_device.h"
+#include "tests/unit/collector/temporary_directory.h"
 
 namespace tarnwick {
 namespace {
 
 using Names = std::vector<std::string>;
 
-// An empty directory, gone with the object.
-class Directory {
+class Directory : public TemporaryDirectory {
  public:
-  Directory() : path_(testing::TempDir() + "tarnwick-XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) {
-      ADD_FAILURE() << "no temporary directory " << path_;
-    }
-  }
-  ~Directory() { std::filesystem::remove_all(path_); }
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-
   void addLink(const std::string& name) const {
-    std::filesystem::create_symlink("../devices/" + name, path_ + "/" + name);
+    std::filesystem::create_symlink("../devices/" + name, std::string(path()) + "/" + name);
   }
   void addDirectory(const std::string& name) const {
-    std::filesystem::create_directory(path_ + "/" + name);
+    std::filesystem::create_directory(std::string(path()) + "/" + name);
   }
-  const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
 };
 
 class BlockSource : public MadeUpDevice {

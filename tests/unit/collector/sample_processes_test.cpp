@@ -4,8 +4,6 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <set>
 #include <string>
@@ -13,6 +11,7 @@
 
 #include "collector/stats_collector.h"
 #include "tests/unit/collector/captured_output.h"
+#include "tests/unit/collector/temporary_directory.h"
 
 namespace tarnwick {
 namespace {
@@ -20,27 +19,15 @@ namespace {
 // Above the largest process id of any kernel.
 constexpr int32_t kNobody = 1 << 30;
 
-// A directory with empty files, gone with the object. What a walk takes from a directory is its
-// names; the files that it reads are always those of /proc.
-class Directory {
+// A directory with empty files. What a walk takes from a directory is its names; the files that it
+// reads are always those of /proc.
+class Directory : public TemporaryDirectory {
  public:
-  explicit Directory(const std::vector<std::string>& names)
-      : path_(testing::TempDir() + "tarnwick-XXXXXX") {
-    if (mkdtemp(path_.data()) == nullptr) {
-      ADD_FAILURE() << "no temporary directory " << path_;
-    }
+  explicit Directory(const std::vector<std::string>& names) {
     for (const std::string& name : names) {
-      std::ofstream file(path_ + "/" + name);
+      std::ofstream file(std::string(path()) + "/" + name);
     }
   }
-  ~Directory() { std::filesystem::remove_all(path_); }
-  Directory(const Directory&) = delete;
-  Directory& operator=(const Directory&) = delete;
-
-  const char* path() const { return path_.c_str(); }
-
- private:
-  std::string path_;
 };
 
 std::set<int32_t> idsOf(const ProcessMap& map) {
