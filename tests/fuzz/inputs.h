@@ -1,15 +1,14 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "sysstat/kernel_text.h"
 #include "tests/fuzz/fuzz_target.h"
+#include "tests/unit/support/lines_reading.h"
 #include "trace/line_splitter.h"
 
 namespace tarnwick {
@@ -31,24 +30,6 @@ inline std::string kernelTextOf(std::string_view input) {
   return std::string(kernelText(input.data(), std::min(input.size(), kBuffer)));
 }
 
-// The lines of the input as fgets(3) gives them with a buffer of `kSize` bytes, each up to its
-// first NUL byte.
-template <size_t kSize>
-std::vector<std::string> fgetsLinesOf(std::string_view input) {
-  std::vector<std::string> lines;
-  if (input.empty()) {
-    return lines;  // a file of nothing cannot be opened
-  }
-  std::vector<char> bytes(input.begin(), input.end());
-  FILE* const file = fmemopen(bytes.data(), bytes.size(), "r");
-  std::array<char, kSize> line;
-  while (fgets(line.data(), line.size(), file) != nullptr) {
-    lines.emplace_back(line.data());
-  }
-  fclose(file);
-  return lines;
-}
-
 // Feeds a line splitter with the input in pieces, of a size that the input's size has the choice
 // of, compares its lines with those of fgets, and calls `visit` with each.
 template <typename Visit>
@@ -62,7 +43,7 @@ void forEachStreamLine(std::string_view input, Visit visit) {
     splitter.feed(LoneText(left.substr(0, piece)), take);
   }
   splitter.finish(take);
-  expectSame(lines, fgetsLinesOf<1024>(input));
+  expectSame(lines, lines_reading::fgetsLinesOf<1024>(input));
   std::for_each(lines.begin(), lines.end(), visit);
 }
 

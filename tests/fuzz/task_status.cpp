@@ -3,12 +3,13 @@
 #include "trace/task_status.h"
 #include "sysstat/kernel_text.h"
 #include "tests/fuzz/inputs.h"
+#include "tests/unit/support/lines_reading.h"
 #include "tests/unit/support/task_status_reading.h"
 
 namespace tarnwick {
 
 void takeInput(std::string_view input) {
-  for (const std::string& line : fgetsLinesOf<80>(input)) {
+  for (const std::string& line : lines_reading::fgetsLinesOf<80>(input)) {
     expectSame(parseTgid(LoneText(line)), task_status_reading::sscanfTgidOf(line));
   }
   constexpr size_t kLongestComm = 128;

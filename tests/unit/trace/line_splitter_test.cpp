@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tests/unit/support/lines_reading.h"
 
 namespace tarnwick {
 namespace {
@@ -70,14 +70,7 @@ TEST(LineSplitter, cutsAsFgetsDoes) {
       chunks.push_back(stream.substr(at, length));
       at += length;
     }
-    Lines expected;
-    FILE* const file = fmemopen(stream.data(), std::max<size_t>(stream.size(), 1), "r");
-    std::array<char, 1024> line;
-    while (!stream.empty() && fgets(line.data(), line.size(), file) != nullptr) {
-      expected.emplace_back(line.data());
-    }
-    fclose(file);
-    ASSERT_EQ(split(chunks), expected);
+    ASSERT_EQ(split(chunks), lines_reading::fgetsLinesOf<1024>(stream));
   }
 }
 
