@@ -86,10 +86,10 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   const long argument = va_arg(arguments, int);
   va_end(arguments);
-  const char* const name = request == 0x2403   ? "reset"
-                           : request == 0x2400 ? "enable"
-                           : request == 0x2401 ? "disable"
-                                               : "other";
+  const char* const name = request == PERF_EVENT_IOC_RESET     ? "reset"
+                           : request == PERF_EVENT_IOC_ENABLE  ? "enable"
+                           : request == PERF_EVENT_IOC_DISABLE ? "disable"
+                                                               : "other";
   kernel().calls.push_back(std::string(name) + " " + descriptorName(fd) + " " +
                            std::to_string(argument));
   return 0;
