@@ -11,6 +11,7 @@ from trace_text import STOPPED, controls
 SUMS = re.compile(r"(before|after) tid=(\d+) name=(.*) run=(\d+) delay=(\d+) wait=(\d+) iowait=(\d+)")
 TRACED = ["signal", "again", "enter", "once"]
 
+
 def sums(text):
     """What the kernel counted for each thread during its work: run, delay, wait and iowait by name."""
     counted = {}

@@ -129,7 +129,6 @@ class RealKernel(unittest.TestCase):
             storm.wait()
         self.assertEqual(len(TIMING_LINE.findall(output)), 200)
 
-
     @staticmethod
     def counter_kb(name):
         """A page counter of the kernel, in KB."""
