@@ -1,11 +1,11 @@
 #!/bin/bash
 # Usage: ./test.sh [coverage]
 #
-# Checks everything, in the order below, and stops at the first step that fails. With `coverage` only the tests
-# run that reach the program by this machine's kernel; how much of it they reach is printed, with every line
-# that they do not. The last line sums up the tests that ctest runs in all builds, `N passed, N failed`; a step
-# that fails for another reason than a test counts as one failure, so that the line never says 0 failed where
-# the status is not 0.
+# Checks all that a commit has to pass, in the order below, and stops at the first step that fails; what takes
+# longer has commands of its own, see tests/README.md. With `coverage` only the tests run that reach the program
+# by this machine's kernel; how much of it they reach is printed, with every line that they do not. The last
+# line sums up the tests that ctest runs in all builds, `N passed, N failed`; a step that fails for another
+# reason than a test counts as one failure, so that the line never says 0 failed where the status is not 0.
 set -euo pipefail
 
 cd "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")"
