@@ -7,6 +7,7 @@ import tempfile
 
 from trace_device import STAY, TraceTest, sched
 from program import NEEDS_PIPES, SEPARATOR, wait_for
+from strace_log import calls_of
 from tracing import CONTROLS, FILEMAP, SCHED, TRACING
 
 ON = [("buffer_size_kb", "8192"), ("trace_clock", "global"), ("options/overwrite", "1"),
@@ -53,17 +54,7 @@ class ControlTest(TraceTest):
     def all_calls(self, log):
         """The calls that a run under strace has logged, as (thread, call)."""
         self.wait_until_all_have_ended()
-        begun = {}
-        calls = []
-        for line in log.read().splitlines():
-            tid, call = re.match(r"(?:(\d+) +)?(.*)", line).groups()
-            if call.endswith(" <unfinished ...>"):
-                begun[tid] = call.removesuffix(" <unfinished ...>")
-                continue
-            if resumed := re.match(r"<\.\.\. \w+ resumed>(.*)", call):
-                call = begun.pop(tid) + resumed[1]
-            calls.append((tid, call))
-        return calls
+        return list(calls_of(log.read()))
 
 
 class Order(ControlTest):

@@ -14,6 +14,7 @@ from extent import figure, some
 from inode_cache import CACHE, UNFINISHED
 from modes import MODES, PARANOID, ModeTest
 from program import HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times
+from strace_log import calls_of
 from tracing import TRACING
 
 ERRORS = {
@@ -102,7 +103,7 @@ class Faults(ModeTest):
         fatal = self.is_fatal(mode, log) or call == "mmap" and "pthread_create" in output
         self.assertEqual(status, int(fatal))
         # The reason cannot be written where nothing can.
-        if not any(re.match(r"write\(1[<,].*\(INJECTED\)", text) for _, text in self.calls(log)):
+        if not any(re.match(r"write\(1[<,].*\(INJECTED\)", text) for _, text in calls_of(log)):
             self.assertEqual(reasons > 0, fatal, "a reason for the end")
         if os.path.exists(self.device.path("/data/trace.txt")):
             self.assertLessEqual(set(self.records().splitlines(keepends=True)), {RECORD})
@@ -110,22 +111,10 @@ class Faults(ModeTest):
             self.check_cache(call)
         self.wait_until_all_have_ended()
 
-    @staticmethod
-    def calls(log):
-        """The calls as (thread, text), those in one piece that others have interrupted."""
-        begun = {}
-        for thread, call in (line.split(maxsplit=1) for line in log.splitlines()):
-            if call.endswith(" <unfinished ...>"):
-                begun[thread] = call.removesuffix(" <unfinished ...>")
-            elif resumed := re.match(r"<\.\.\. \w+ resumed>(.*)", call):
-                yield thread, begun.pop(thread, "") + resumed[1]
-            else:
-                yield thread, call
-
     def is_fatal(self, mode, log):
         """Whether a call has failed without which there is no measurement."""
         forks = collections.Counter()
-        for thread, call in self.calls(log):
+        for thread, call in calls_of(log):
             # The log is cleared by the thread's first child, and read by its second one.
             forks[thread] += call.startswith("clone(")
             if "(INJECTED)" in call and (
