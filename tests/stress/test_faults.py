@@ -172,6 +172,7 @@ class Faults(ModeTest):
 
     def fail_measurement(self, mode):
         status, output, log = self.traced(mode, ",".join(ERRORS))
+        self.assertTrue(log, "strace sees the calls that are to fail")
         self.check(mode, status, output, log)
         for call in ERRORS:
             self.run_cases(mode, some(self.cases(call, 1, self.longest(log, call)), 2))
