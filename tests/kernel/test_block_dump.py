@@ -6,9 +6,9 @@ import re
 import unittest
 
 from guest import Guest
+from report_text import SEPARATOR
 from trace_text import STOPPED, controls
 
-SEPARATOR = "-" * 113 + "\n"
 EVENT = re.compile(r": mm_filemap_(add_to|delete_from)_page_cache: dev (\d+):(\d+) ino ([0-9a-f]+) ")
 PAGES = {"/mnt/vda/thirty": 30, "/mnt/sda/forty": 40, "/mnt/mmcblk0/fifty": 50}
 WHOLE = "/mnt/mmcblk0/whole"

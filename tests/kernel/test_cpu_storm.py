@@ -5,7 +5,7 @@ import unittest
 
 import trace_text
 from guest import CPUS, Guest
-from test_report import ALL_CPUS, CPU, INTERVAL, PROCESS, SEPARATOR
+from report_text import ALL_CPUS, CPU, INTERVAL, PROCESS, SEPARATOR
 
 NOTICES = re.compile(r"SIGUSR1->(?:start|stop)\(\)\n|Received first trace message\.\.\.\n"
                      r"|(?:Writing|Done writing) output to trace\.txt\.\.\.\n|Killing logcat process \d+\n")

@@ -1,12 +1,11 @@
 """SIGINT ends the program in each state."""
 
-import re
 import unittest
 
 from guest import Guest
+from report_text import LAST_LINE
 from trace_text import STOPPED, controls
 
-LAST_LINE = re.compile(r"^uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n", re.M)
 TRACES = ["systrace", "block-dump"]
 
 

@@ -4,16 +4,8 @@ import re
 import unittest
 
 from guest import BIG_KHZ, CPUS, LITTLE_KHZ, Guest
+from report_text import ALL_CPUS, CPU, INTERVAL, PROCESS, SEPARATOR
 
-SEPARATOR = "-" * 113 + "\n"
-PROCESS = re.compile(r"^(\d+) +(.*?) *: total=(-?\d+) +utime=(-?\d+) +stime=(-?\d+) +min_flt=(-?\d+) +"
-                     r"maj_flt=(-?\d+) *(?:rt=(\d+) +wt=(\d+) +switches=(\d+) *)?$", re.M)
-CPU = re.compile(r"^cpu (\d) *: user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) +total=(-?\d+) +"
-                 r"perc=(-?\d+) +crefs=(\d+) +hit=([0-9.]+) +br=(\d+) +hit=([0-9.]+) *\n"
-                 r"((?:    freq: \d+ +\d+\n)*)", re.M)
-ALL_CPUS = re.compile(r"^cpu  : user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) +total=(-?\d+) ",
-                      re.M)
-INTERVAL = re.compile(r"^uptime=\d+, realtime=(\d+),", re.M)
 FREQ = re.compile(r"    freq: (\d+) +(\d+)\n")
 THREAD_SUMS = re.compile(r"(before|after) tid=(\d+) name=.* run=(\d+) delay=(\d+) ")
 

@@ -5,8 +5,8 @@ import unittest
 
 import trace_text
 from guest import CPUS, Guest
+from report_text import LAST_LINE
 
-LAST_LINE = re.compile(r"^uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n", re.M)
 TRACES = ["systrace", "block-dump"]
 
 
