@@ -212,7 +212,7 @@ class Signal(DeviceTest):
         os.mkdir(os.path.dirname(stat))
         os.mkfifo(stat)
         with self.device.start("--stdout", "--enter") as program:
-            wait_for(lambda: is_in_system_call(program, "openat"), "the open blocks")
+            wait_for(lambda: program.is_in("openat"), "the open blocks")
             self.assertTrue(program.blocks(signal.SIGUSR1))
             program.send(signal.SIGUSR1)
             writer = os.open(stat, os.O_WRONLY)
