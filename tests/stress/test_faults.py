@@ -119,7 +119,7 @@ class Faults(ModeTest):
             forks[thread] += call.startswith("clone(")
             if "(INJECTED)" in call and (
                     # A strace on the device cannot tell the paths of descriptors.
-                    re.match(rf'openat\(.*{CONTROL}|write\(\d+(<[^>]*{CONTROL}|, "-1")', call)
+                    re.match(rf'openat\(AT_FDCWD[^,]*, "{CONTROL}|write\(\d+(<[^>]*{CONTROL}|, "-1")', call)
                     or mode in ("scheduler", "page cache", "walk") and call.startswith("clone3(")
                     or call.startswith("clone(") and forks[thread] == 2):
                 return True
