@@ -81,16 +81,18 @@ def operating_points(tree):
 class Guest:
     """One boot, which is over when this has been made. `out` has the files of /out by name.
 
-    Its time goes by the instructions that it has executed: it is as fast for itself whatever else this
-    machine does. And its CPUs take turns. Those that the emulator runs at the same time can keep to code that
-    another has just changed, as the kernel does when it switches an event on, which then never comes.
+    The CPUs of a steady guest take turns, and its time goes by the instructions that it has executed: it is
+    slower, but as fast for itself whatever else this machine does. Traces need one. CPUs that the emulator
+    runs at the same time can keep to code that another has just changed, as the kernel does when it switches
+    an event on, which then never comes.
     """
 
-    def __init__(self, script, pmu=True):
+    def __init__(self, script, pmu=True, steady=False):
         self.script = script
         self.machine = ["qemu-system-aarch64", "-M", "virt",
                         "-cpu", "cortex-a76" + ("" if pmu else ",pmu=off"), "-smp", str(CPUS),
-                        "-m", "1024", "-nic", "none", "-nographic", "-no-reboot", "-icount", "shift=1"]
+                        "-m", "1024", "-nic", "none", "-nographic", "-no-reboot",
+                        *(["-icount", "shift=1"] if steady else [])]
         with tempfile.TemporaryDirectory() as self.folder:
             started = time.monotonic()
             self._boot()

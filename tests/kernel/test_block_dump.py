@@ -23,7 +23,7 @@ def files(report):
 class BlockDump(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.out = Guest("block_dump.sh").out
+        cls.out = Guest("block_dump.sh", steady=True).out
         cls.read, cls.removed = (files(part) for part in cls.out["report"].split(SEPARATOR)[1:])
         names = {}
         for line in cls.out["files"].splitlines():

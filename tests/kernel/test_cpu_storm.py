@@ -12,7 +12,7 @@ NOTICES = re.compile(r"SIGUSR1->(?:start|stop)\(\)\n|Received first trace messag
 # A CPU that went away when its frequencies were about to be read, or before.
 AWAY = re.compile(r"Error opening /sys/devices/system/cpu/cpu[123]/cpufreq/stats/time_in_state: .* \(\d+\)\n")
 # What follows the processes and the CPUs.
-REST = re.compile(r"cpu  : .*\nrw_reqs=.*\nalloc_stalls=.*\nMemFree=.*\n(?:Node .*\n)+body_temp=.*\n"
+REST = re.compile(r"cpu  : .*\nrw_reqs=.*\nalloc_stalls=.*\nMemFree=.*\n(?:N.*\n)+body_temp=.*\n"
                   r"uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n")
 RUNS = {"often": 40, "seldom": 2, "traced": 8}
 

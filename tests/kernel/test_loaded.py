@@ -11,7 +11,7 @@ from guest import Guest
 class Loaded(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        out = Guest("loaded.sh").out
+        out = Guest("loaded.sh", steady=True).out
         cls.stats = out["second.stats"]
         cls.records = trace_text.records(out["trace.txt"])
         cls.events = trace_text.sched_events(out["second"])

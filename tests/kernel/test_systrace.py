@@ -28,7 +28,7 @@ def sums(text):
 class Systrace(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.out = Guest("systrace.sh").out
+        cls.out = Guest("systrace.sh", steady=True).out
         cls.traces = {name: trace_text.records(cls.out[f"{name}.trace"]) for name in [*TRACED, "silent"]}
         # The clock of the trace, which is that of the kernel's messages, started before the uptime's.
         uptime, message = cls.out["clock"].splitlines()
@@ -139,7 +139,7 @@ class Systrace(unittest.TestCase):
 class ShortTraces(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.out = Guest("short_traces.sh").out
+        cls.out = Guest("short_traces.sh", steady=True).out
 
     def test_all_of_them_are_written(self):
         self.assertEqual(self.out["often.status"], "0\n")
