@@ -6,7 +6,7 @@ import unittest
 
 import trace_text
 from guest import CPUS, Guest
-from trace_text import STOPPED, controls
+from trace_text import LONGEST_NS, STOPPED, controls
 
 SUMS = re.compile(r"(before|after) tid=(\d+) name=(.*) run=(\d+) delay=(\d+) wait=(\d+) iowait=(\d+)")
 TRACED = ["signal", "again", "enter", "once"]
@@ -63,6 +63,11 @@ class Systrace(unittest.TestCase):
         """Within five per cent, and a millisecond for what is done around the work."""
         self.assertAlmostEqual(sum_, expected, delta=expected * 0.05 + 1000000, msg=what)
 
+    def assert_waited(self, sum_, expected, what):
+        """A wait that is too long for a record is not in the sum."""
+        if sum_ + LONGEST_NS > expected:
+            self.assert_near(sum_, expected, what)
+
     def test_run_times_add_up(self):
         for name, records, counted in self.each():
             for thread, (tid, (run, _, _, _)) in counted.items():
@@ -73,17 +78,17 @@ class Systrace(unittest.TestCase):
             self.assertGreater(counted["rival one"][1][1], 100000000)
             for thread, (tid, (_, delay, wait, _)) in counted.items():
                 waited = self.sum_of(records, tid, "nr", "wait")
-                self.assert_near(waited, wait, (name, thread))
+                self.assert_waited(waited, wait, (name, thread))
                 # From 6.12 on the kernel counts a thread's delay and its wait otherwise when it sleeps
                 # often; the events are those of the wait.
                 if thread.startswith("rival"):
-                    self.assert_near(waited, delay, (name, thread))
+                    self.assert_waited(waited, delay, (name, thread))
 
     def test_waits_for_the_disk_add_up(self):
         for name, records, counted in self.each():
             self.assertGreater(counted["disk.reader"][1][3], 0)
             for thread, (tid, (_, _, _, iowait)) in counted.items():
-                self.assert_near(self.sum_of(records, tid, "nr", "iowait"), iowait, (name, thread))
+                self.assert_waited(self.sum_of(records, tid, "nr", "iowait"), iowait, (name, thread))
 
     def test_rivals_run_on_their_cpu(self):
         for _, records, counted in self.each():
