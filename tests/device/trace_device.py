@@ -125,8 +125,11 @@ class TraceTest(DeviceTest):
         """The children of the program, those included that it has not waited for."""
         found = []
         for task in os.listdir(f"/proc/{program.pid}/task"):
-            with open(f"/proc/{program.pid}/task/{task}/children") as children:
-                found += children.read().split()
+            try:
+                with open(f"/proc/{program.pid}/task/{task}/children") as children:
+                    found += children.read().split()
+            except (FileNotFoundError, ProcessLookupError):
+                pass  # ended in the meantime
         return found
 
     def logcat_pid(self):
