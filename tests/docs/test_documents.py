@@ -60,7 +60,7 @@ class Block:
 def parse(path):
     """The blocks of a document, and its lines of prose by their numbers."""
     blocks, prose = [], {}
-    fence = None
+    fence, indent = None, ""
     for number, line in enumerate(read(path).splitlines(), 1):
         mark = re.match(r"( *)```(.*)$", line)
         if fence is not None and mark:
