@@ -82,9 +82,9 @@ class Guest:
     """One boot, which is over when this has been made. `out` has the files of /out by name.
 
     The CPUs of a steady guest take turns, and its time goes by the instructions that it has executed: it is
-    slower, but as fast for itself whatever else this machine does. Traces need one. CPUs that the emulator
-    runs at the same time can keep to code that another has just changed, as the kernel does when it switches
-    an event on, which then never comes.
+    slower, but as fast for itself whatever else this machine does. Traces of which each event counts need
+    one: CPUs that the emulator runs at the same time can keep to code that another has just changed, as the
+    kernel does when it switches an event on, which then never comes.
     """
 
     def __init__(self, script, pmu=True, steady=False):

@@ -113,7 +113,7 @@ class Report(unittest.TestCase):
         told["Cached"] += told["Buffers"] + told["SwapCached"]
         for name in ("Cached", "AnonPages", "Mapped", "Slab", "Shmem"):
             self.assertAlmostEqual(shown[name], told[name], delta=1024, msg=name)
-        # Each CPU keeps some free pages to itself, counted or not; of newer kernels it is many MB.
+        # Each CPU keeps some free pages to itself, counted or not; on newer kernels that is many MB.
         self.assertAlmostEqual(shown["MemFree"], told["MemFree"], delta=65536)
         self.assertGreater(shown["Mapped"], 4096)
         self.assertGreaterEqual(shown["AnonPages"], 8192 * 4)
