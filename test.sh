@@ -57,8 +57,8 @@ build() {
   "${fixedLayout[@]}" cmake --build --preset "$preset" -- --quiet
 }
 
-# run PRESET [CTEST_OPTION]...: the tests of a build. The counts are those of ctest's line for each test; a test that was skipped has
-# not passed.
+# run PRESET [CTEST_OPTION]...: the tests of a build. The counts are those of ctest's line for each test; a
+# test that was skipped has not passed.
 run() {
   local preset=$1 log=build/$1/ctest.log status=0
   begin "test $preset"
@@ -86,8 +86,8 @@ coverage() {
   mkdir -p build/coverage
   find build/coverage -name '*.gcda' -delete
   build coverage -DTARNWICK_BENCHES=OFF
-  # The rest looks at what is made of the program, and not at what it does. The stress tests would lose the counts of
-  # all: they fail calls, and kill, also where the program adds its own to them.
+  # The rest looks at what is made of the program, and not at what it does. The stress tests would lose the
+  # counts of all: they kill the program, and fail its calls, also while it adds its own counts to them.
   run coverage --exclude-regex '^(build|packaging|stress)'
 
   begin "coverage"
