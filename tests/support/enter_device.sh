@@ -3,8 +3,8 @@
 #
 # Runs a command in a mount namespace of its own, in which /proc, /sys and /data are the folders of that
 # name in DEVICE and everything else is this machine's. The real /proc and /sys stay reachable as
-# /.kernel-proc and /.kernel-sys, and /proc/self leads there: sanitizers need their own memory map. No step forks behind the command's
-# back, so the command keeps the process id that the caller was given.
+# /.kernel-proc and /.kernel-sys, and /proc/self leads there: sanitizers need their own memory map. No step
+# forks behind the command's back, so the command keeps the process id that the caller was given.
 set -eu
 device=$1
 shift
