@@ -267,7 +267,7 @@ class BadLogcat(LogTest):
             program.toggle()
             self.assertEqual(self.children(program), [])
             output = program.interrupt()
-        # Not twice: what the program has not flushed yet is not a child's to print.
+        # Once: a child does not print what the program had not flushed when the child was born.
         self.assertEqual([output.count(text) for text in ("SIGUSR1->start()\n", "body_temp=")], [1, 1])
         self.wait_until_all_have_ended()
         # The threads append in any order.

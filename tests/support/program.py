@@ -170,7 +170,7 @@ class Program:
     def read_bit_by_bit(self, descriptor):
         """What the program writes there, to the end.
 
-        It is stopped again and again, which cuts a write short that waits in the middle.
+        The program is stopped again and again, which cuts short a write that waits in the middle.
         """
         text = b""
         while select.select([descriptor], [], [], DEADLINE_S)[0]:

@@ -4,8 +4,8 @@ import re
 
 
 def calls_of(log):
-    """The calls of a log as (thread, text), those in one piece that others have interrupted. The only
-    thread of a run without -f is None."""
+    """The calls of a log as (thread, text). A call that is logged in two parts, with others between them, is
+    put together. The only thread of a run without -f is None."""
     begun = {}
     for line in log.splitlines():
         thread, call = re.match(r"(?:(\d+) +)?(.*)", line).groups()
