@@ -64,7 +64,8 @@ class Systrace(unittest.TestCase):
         self.assertAlmostEqual(sum_, expected, delta=expected * 0.05 + 1000000, msg=what)
 
     def assert_waited(self, sum_, expected, what):
-        """A wait that is too long for a record is not in the sum."""
+        """A wait that is too long for a record is not in the sum. On 6.12 a thread that sleeps often can wait
+        as long behind another one that has come to its CPU."""
         if sum_ + LONGEST_NS > expected:
             self.assert_near(sum_, expected, what)
 
