@@ -119,5 +119,7 @@ class Device(DeviceTest, StormTest):
         for user, kernel, *_ in found[CPU]:
             # A CPU that is away has the figures of all, which are the same here.
             self.assertEqual((int(user) % 100, kernel), (0, "0"))
+        disk_changes = sum(reads != "0" for reads, *_ in found[DISKS])
         figure(f"{count} measurements, {len(found[NETWORK])} lines of interfaces, {len(found[CPU])} of CPUs, "
-               f"{sum(reads != '0' for reads, *_ in found[DISKS])} changes of disks")
+               f"{disk_changes} changes of disks")
+        self.assertGreater(min(len(found[NETWORK]), len(found[CPU]), disk_changes), 0)
