@@ -9,8 +9,9 @@ from report_text import ALL_CPUS, CPU, INTERVAL, PROCESS, SEPARATOR
 
 NOTICES = re.compile(r"SIGUSR1->(?:start|stop)\(\)\n|Received first trace message\.\.\.\n"
                      r"|(?:Writing|Done writing) output to trace\.txt\.\.\.\n|Killing logcat process \d+\n")
-# A CPU that went away when its frequencies were about to be read, or before.
-AWAY = re.compile(r"Error opening /sys/devices/system/cpu/cpu[123]/cpufreq/stats/time_in_state: .* \(\d+\)\n")
+# What went away when it was about to be read, or before: the frequencies of a CPU, or a process.
+AWAY = re.compile(r"Error opening (?:/sys/devices/system/cpu/cpu[123]/cpufreq/stats/time_in_state: .* \(\d+\)"
+                  r"|/proc/\d+/stat: No such process \(3\))\n")
 # What follows the processes and the CPUs.
 REST = re.compile(r"cpu  : .*\nrw_reqs=.*\nalloc_stalls=.*\nMemFree=.*\n(?:N.*\n)+body_temp=.*\n"
                   r"uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n")
