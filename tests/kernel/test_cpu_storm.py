@@ -5,7 +5,7 @@ import unittest
 
 import trace_text
 from guest import CPUS, Guest
-from report_text import ALL_CPUS, CPU, INTERVAL, PROCESS, SEPARATOR
+from report_text import ALL_CPUS, CPU, INTERVAL, LAST_LINE, PROCESS, SEPARATOR
 
 NOTICES = re.compile(r"SIGUSR1->(?:start|stop)\(\)\n|Received first trace message\.\.\.\n"
                      r"|(?:Writing|Done writing) output to trace\.txt\.\.\.\n|Killing logcat process \d+\n")
@@ -14,7 +14,7 @@ AWAY = re.compile(r"Error opening (?:/sys/devices/system/cpu/cpu[123]/cpufreq/st
                   r"|/proc/\d+/stat: No such process \(3\))\n")
 # What follows the processes and the CPUs.
 REST = re.compile(r"cpu  : .*\nrw_reqs=.*\nalloc_stalls=.*\nMemFree=.*\n(?:N.*\n)+body_temp=.*\n"
-                  r"uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n")
+                  + LAST_LINE.pattern[1:])
 RUNS = {"often": 40, "seldom": 2, "traced": 8}
 
 
