@@ -32,6 +32,7 @@ package_packages=(
   "${build_packages[@]}"
   "${bundle_packages[@]}"
   dpkg-dev
+  file                # CPack tells programs from other files by it
 )
 
 test_packages=(
