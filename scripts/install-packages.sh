@@ -9,9 +9,13 @@
 #   test    all of these, and what test.sh runs
 #   bench   what the program is built with, and what bench/run measures with and against
 #
-# Touches neither the network nor sudo when all of them are there. Everything that is said goes to
-# standard error.
+# Uses neither the network nor sudo if all of them are installed. Prints on standard error alone: what it
+# installs, apt's progress if that is a terminal, and one line if it fails. All that apt printed is then in
+# build/install-packages.log.
 set -euo pipefail
+
+scripts=$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")
+. "$scripts/logged.sh"
 
 build_packages=(
   android-liblog-dev
@@ -117,10 +121,34 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 
 echo "Installing ${missing[*]}" >&2
-# Standard input stays with the caller: it may be meant for the program.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+: >"$work/log"
+
+# apt_get OPTION...: apt's output is added to the log.
 apt_get() {
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq \
-    -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" </dev/null >&2
+  local status=0
+  logged "$work/output" "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 apt-get -q \
+    -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 "$@" || status=$?
+  cat "$work/output" >>"$work/log"
+  return "$status"
 }
-apt_get update || fail "the package lists cannot be updated; missing: ${missing[*]}"
-apt_get install --yes --no-install-recommends "${missing[@]}" || fail "cannot install ${missing[*]}"
+
+# failAfter WHAT: prints the first error of the log, from which the others follow, and keeps the log.
+failAfter() {
+  local log=$scripts/../build/install-packages.log reason remedy="fix that, then try again"
+  reason=$(sed -n '/^E: /{s///p;q}' "$work/log")
+  [ -n "$reason" ] || reason=$(tail -n 1 "$work/log")
+  [[ $reason != "Failed to fetch "* ]] || remedy="check the network, then try again"
+  if ! { mkdir -p "${log%/*}" && cp "$work/log" "$log"; } 2>/dev/null; then
+    log=$(mktemp)
+    cp "$work/log" "$log"
+  fi
+  fail "$1: ${reason:-no message}; $remedy (log: $(realpath "$log"))"
+}
+
+# Without the option a mirror that cannot be reached is no failure. If some answered, the packages may be
+# there.
+apt_get update -o APT::Update::Error-Mode=any || grep -Eq '^(Hit|Get):' "$work/log" ||
+  failAfter "cannot update the package lists"
+apt_get install --yes --no-install-recommends "${missing[@]}" || failAfter "cannot install packages"
