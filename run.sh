@@ -13,6 +13,7 @@ root=$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")
 folder=$root/build/release
 program=$folder/tarnwick
 . "$root/scripts/logged.sh"
+. "$root/scripts/advise.sh"
 
 build() {
   "$root/scripts/configure.sh" release && cmake --build "$folder" --target tarnwick
@@ -92,4 +93,5 @@ else
 fi
 
 [ $# -gt 0 ] || set -- --stdout --iter=1
+(advise "$@") >&2 </dev/null || true
 exec "$program" "$@"
