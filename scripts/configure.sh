@@ -9,6 +9,11 @@ set -euo pipefail
 root=$(dirname -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")")
 preset=$1
 
+if ! command -v cmake >/dev/null; then
+  echo "configure.sh: there is no cmake; scripts/install-packages.sh build installs it" >&2
+  exit 1
+fi
+
 configure() {
   cmake -S "$root" --preset "$preset" "$@"
 }

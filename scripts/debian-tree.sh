@@ -16,6 +16,8 @@ fail() {
   exit 1
 }
 
+"$root/scripts/install-packages.sh" tree
+
 # A tree that another version of this script made is made anew.
 mkdir -p "$root/build"
 exec {lock}>"$tree.lock"

@@ -6,6 +6,7 @@
 #   build   what the program is built with
 #   bundle  what the bundle for AArch64 is made with
 #   package what the Debian packages are made with
+#   tree    what scripts/debian-tree.sh makes the clean tree with
 #   test    all of these, and what test.sh runs
 #   bench   what the program is built with, and what bench/run measures with and against
 #
@@ -39,8 +40,15 @@ package_packages=(
   file                # CPack tells programs from other files by it
 )
 
+# The package is installed in this tree, to test it.
+tree_packages=(
+  debian-archive-keyring
+  mmdebstrap
+)
+
 test_packages=(
   "${package_packages[@]}"
+  "${tree_packages[@]}"
   bash-completion
   blueprint-tools     # bpfmt
   clang
@@ -60,7 +68,6 @@ test_packages=(
   llvm                # names and lines in the sanitizers' reports
   man-db
   mandoc
-  mmdebstrap          # makes the clean tree in which the package is installed
   mount
   patch
   python3
@@ -90,16 +97,17 @@ fail() {
   exit 1
 }
 
-[ $# -gt 0 ] || fail "name a group of packages: build, bundle, package, test, bench"
+[ $# -gt 0 ] || fail "name a group of packages: build, bundle, package, tree, test, bench"
 wanted=()
 for group in "$@"; do
   case $group in
     build) wanted+=("${build_packages[@]}") ;;
     bundle) wanted+=("${bundle_packages[@]}") ;;
     package) wanted+=("${package_packages[@]}") ;;
+    tree) wanted+=("${tree_packages[@]}") ;;
     test) wanted+=("${test_packages[@]}") ;;
     bench) wanted+=("${bench_packages[@]}") ;;
-    *) fail "there is no group '$group'; the groups are build, bundle, package, test and bench" ;;
+    *) fail "there is no group '$group'; the groups are build, bundle, package, tree, test and bench" ;;
   esac
 done
 
