@@ -117,7 +117,9 @@ installed=$(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' "$
   2>/dev/null || true)
 missing=()
 for package in "${wanted[@]}"; do
-  grep -Fqx "installed $package" <<<"$installed" || missing+=("$package")
+  # A package can be in several groups.
+  [[ " ${missing[*]} " == *" $package "* ]] || grep -Fqx "installed $package" <<<"$installed" ||
+    missing+=("$package")
 done
 [ ${#missing[@]} -gt 0 ] || exit 0
 

@@ -39,6 +39,10 @@ class Packages(unittest.TestCase):
                          (0, "", "Installing cmake ninja-build\n"))
         self.assertEqual(self.apt_calls(), [["update"], ["install", "cmake", "ninja-build"]])
 
+    def test_a_package_of_several_groups_is_named_once(self):
+        self.tree.missing("cmake")
+        self.assertEqual(self.tree.start(SCRIPT, "build", "package").stderr, "Installing cmake\n")
+
     def test_on_a_terminal_apt_shows_its_latest_line(self):
         self.tree.missing("cmake")
         self.tree.stub("apt-get", "echo much; echo more")
