@@ -10,5 +10,5 @@ CPU = re.compile(r"^cpu (\d) *: user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowa
                  r"((?:    freq: \d+ +\d+\n)*)", re.M)
 ALL_CPUS = re.compile(r"^cpu  : user=(-?\d+) +kernel=(-?\d+) +idle=(-?\d+) +iowait=(-?\d+) +total=(-?\d+) ",
                       re.M)
-INTERVAL = re.compile(r"^uptime=\d+, realtime=(\d+),", re.M)
+INTERVAL = re.compile(r"^uptime=(\d+), realtime=\d+,", re.M)
 LAST_LINE = re.compile(r"^uptime=\d+, realtime=\d+, proctimebefore=\d+, proctimeafter=\d+\n", re.M)
