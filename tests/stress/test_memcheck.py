@@ -25,15 +25,32 @@ class Memcheck(ModeTest):
     # The walk would be one of this whole machine.
     MODES = [mode for mode in MODES if mode != "walk"]
 
-    def check(self, mode, fault=()):
-        """A measurement, of which strace makes calls with a path fail. Returns its calls."""
+    def check(self, mode, refused=None):
+        """A measurement. Given a path and a system call, strace fails that call on that path.
+
+        Returns strace's log.
+        """
+        strace = None
         with self.begin(mode, self.PREFIX) as program:
-            strace = ["strace", "-f", "--quiet=all", "-o", self.device.path("/data/strace"), *fault]
-            self.measure_to_end(program, strace if fault else None)
+            if refused:
+                path, call = refused
+                strace = ["strace", "-f", "--quiet=all", "-o", self.device.path("/data/strace"),
+                          "-P", path, "-P", self.path_of_descriptors(program, path),
+                          "-e", f"trace={call}", "-e", f"inject={call}:error=EIO"]
+            self.measure_to_end(program, strace)
         findings = self.device.read(LOG)
         self.assertEqual((program.process.returncode, findings), (0, ""))
         self.wait_until_all_have_ended()
-        return self.device.read("/data/strace") if fault else ""
+        return self.device.read("/data/strace") if refused else ""
+
+    def path_of_descriptors(self, program, path):
+        """What /proc/PID/fd shows for the path, without links.
+
+        If this test runs in a chroot, the program's mount namespace shows paths from outside of it.
+        """
+        self.rest(program)
+        inside = os.path.realpath(self.device.path(path)).removeprefix(os.path.realpath(self.device.folder))
+        return os.readlink(f"/proc/{program.pid}/root") + inside
 
     def test_whole_files(self):
         for mode in self.MODES:
@@ -68,11 +85,6 @@ class Memcheck(ModeTest):
                       for path in paths for call in calls], 4)
         for path, call in cases:
             with self.subTest(path=path, call=call):
-                # A descriptor's path is the one that this machine sees, and has no links.
-                seen = os.path.realpath(self.device.path(path)).replace(
-                    self.device.folder, f"{self.device.folder}/root")
-                calls = self.check("threads" if "task" in path else "processes",
-                                   ["-P", path, "-P", seen, "-e", f"trace={call}",
-                                    "-e", f"inject={call}:error=EIO"])
+                calls = self.check("threads" if "task" in path else "processes", (path, call))
                 self.assertIn("(INJECTED)", calls)
         figure(f"{len(cases)} measurements with refused files under memcheck")
