@@ -83,7 +83,7 @@ def run_test(test):
     # ctest would run the whole file.
     folder, file, method = test.split(".")
     status, output = logged(
-        "timeout", "600", sys.executable, "-m", "unittest", "discover", "--failfast", "-s",
+        "timeout", "3600", sys.executable, "-m", "unittest", "discover", "--failfast", "-s",
         os.path.join(COPY, "tests", folder), "-p", f"test_{file}.py", "-k", f"*.{method}",
         env={**os.environ, "TARNWICK": os.path.join(BUILD, "tarnwick"), "PYTHONDONTWRITEBYTECODE": "1"})
     failed = re.findall(r"^(?:FAIL|ERROR): (\w+)", output, re.M)

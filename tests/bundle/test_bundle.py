@@ -13,12 +13,12 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
                                 "support"))
 
+import deadline  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUNDLE = os.environ["BUNDLE"]
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 EMULATOR = shutil.which("qemu-aarch64-static")
-DEADLINE_S = 60
 
 # Makes the kernel start AArch64 programs by the emulator, for the command alone: the mount shows the
 # formats of a user namespace, not those of the machine. Kernels before 6.7 have no such thing.
@@ -41,8 +41,7 @@ class Bundle(unittest.TestCase):
         self.launcher = os.path.join(self.folder, "tarnwick")
 
     def run_command(self, *command, **options):
-        return subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, text=True, timeout=DEADLINE_S, cwd="/", **options)
+        return deadline.run(command, cwd="/", **options)
 
     def becomes(self, launcher, *options):
         """What the launcher executes: the path, and the arguments with their name. The emulator alone
@@ -137,11 +136,11 @@ class Bundle(unittest.TestCase):
         self.addCleanup(program.kill)
         if program.stdout.readline() != SEPARATOR:
             errors = program.stderr.read()
-            if program.wait(DEADLINE_S) == 99:
+            if deadline.wait_for_end(program) == 99:
                 self.skipTest("this kernel lets no user namespace have binary formats")
             self.fail(errors)
         with open(f"/proc/{program.pid}/comm") as comm:
             self.assertEqual(comm.read(), "tarnwick\n")
         program.send_signal(signal.SIGINT)
-        program.communicate(timeout=DEADLINE_S)
+        deadline.communicate(program, "the program ends")
         self.assertEqual(program.returncode, 0)

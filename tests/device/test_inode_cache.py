@@ -8,7 +8,8 @@ import stat
 import time
 
 from inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
-from program import HOLDS_SIGNALS_BACK, wait_for
+from deadline import wait_for
+from program import HOLDS_SIGNALS_BACK
 
 # As the program counts, with both of the slashes that a path begins with.
 LONGEST_PATH = 1022

@@ -8,7 +8,7 @@ import subprocess
 from inode_cache import FEW_FILES, shell
 from trace_device import (END_LOGCAT, FALLBACK, LOG_LINE, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, kpi,
                           sched)
-from program import DEADLINE_S, wait_for
+from deadline import wait_for, wait_for_end
 
 RECORD = ("time={:.6f} tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid={} tid_name=kpi "
           "name=KPI-R2K-{}\n")
@@ -199,7 +199,7 @@ class Commands(LogTest):
     def test_logcat_that_the_trace_has_seen_is_killed(self):
         process = self.sleeper()
         self.assertIn(KILLING.format(process.pid), self.kill_seen((process.pid, "logcat")))
-        self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
+        self.assertEqual(wait_for_end(process), -signal.SIGKILL)
         self.assertEqual(self.calls(), CLEAR + CAPTURE)
 
     def test_own_logcat_is_killed(self):
@@ -219,7 +219,7 @@ class Commands(LogTest):
         output = self.kill_seen((second.pid, "logcat"), (other.pid, "logcatd"), (first.pid, "logcat"))
         self.assertEqual(output.count("Killing"), 1)
         self.assertIn(KILLING.format(first.pid), output)
-        self.assertEqual(first.wait(DEADLINE_S), -signal.SIGKILL)
+        self.assertEqual(wait_for_end(first), -signal.SIGKILL)
         self.assertEqual([process.poll() for process in (other, second)], [None, None])
 
     def test_threads_of_logcat_lead_to_its_process(self):
@@ -231,7 +231,7 @@ class Commands(LogTest):
             self.settle()
             program.type("\n")
             self.assertIn(KILLING.format(process.pid), program.finish())
-        self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
+        self.assertEqual(wait_for_end(process), -signal.SIGKILL)
 
     def test_names_of_an_earlier_measurement_end_nothing(self):
         process = self.sleeper()
@@ -243,7 +243,7 @@ class Commands(LogTest):
             self.send(sched("wait", process.pid, "x", 5))
             self.settle()
             program.toggle()
-            self.assertEqual(process.wait(DEADLINE_S), -signal.SIGKILL)
+            self.assertEqual(wait_for_end(process), -signal.SIGKILL)
             self.device.remove("/data/logcat-pid")
             self.measure_again(program)
             self.assertEqual(program.interrupt().count("Killing"), 1)

@@ -3,7 +3,7 @@
 import signal
 
 from harness import NO_MEMORY, NO_RECLAIM, DeviceTest
-from program import wait_for
+from deadline import wait_for
 
 
 def vmstat(**counters):

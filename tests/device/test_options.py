@@ -4,7 +4,8 @@ import subprocess
 import unittest
 
 from harness import DeviceTest
-from program import PROGRAM, wait_for
+from deadline import run, wait_for
+from program import PROGRAM
 
 USAGE = """\
 Usage: {name} [OPTION]...
@@ -31,11 +32,10 @@ Notes:
 
 class Usage(unittest.TestCase):
     def assert_usage(self, *options):
-        run = subprocess.run([PROGRAM, *options], capture_output=True, text=True, timeout=60,
-                             stdin=subprocess.DEVNULL)
-        self.assertEqual(run.stderr, USAGE.format(name=PROGRAM))
-        self.assertEqual(run.stdout, "")
-        self.assertEqual(run.returncode, 0)
+        result = run([PROGRAM, *options])
+        self.assertEqual(result.stderr, USAGE.format(name=PROGRAM))
+        self.assertEqual(result.stdout, "")
+        self.assertEqual(result.returncode, 0)
 
     def test_help_is_an_unknown_option(self):
         self.assert_usage("--help")
@@ -65,14 +65,12 @@ class Usage(unittest.TestCase):
         self.assert_usage("--systrace", "--block-dump", "--enter")
 
     def test_name_is_that_of_the_call(self):
-        run = subprocess.run(["other name", "--help"], executable=PROGRAM, capture_output=True,
-                             text=True, timeout=60)
-        self.assertEqual(run.stderr.splitlines()[0], "Usage: other name [OPTION]...")
+        result = run(["other name", "--help"], executable=PROGRAM)
+        self.assertEqual(result.stderr.splitlines()[0], "Usage: other name [OPTION]...")
 
     def test_standard_error_closed(self):
-        run = subprocess.run(f"exec '{PROGRAM}' --help 2>&-", shell=True, stdout=subprocess.PIPE,
-                             timeout=60)
-        self.assertEqual((run.returncode, run.stdout), (0, b""))
+        result = run(["sh", "-c", f"exec '{PROGRAM}' --help 2>&-"])
+        self.assertEqual((result.returncode, result.stdout), (0, ""))
 
 
 class Effects(DeviceTest):

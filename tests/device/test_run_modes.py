@@ -14,7 +14,8 @@ import tty
 
 from harness import (DeviceTest, IDLE_CPUS, IDLE_DISKS, IDLE_SYSTEM, NO_BATTERY, NO_MEMORY, NO_RECLAIM,
                      TIMES)
-from program import HOLDS_SIGNALS_BACK, SEPARATOR, mask_times, wait_for
+from deadline import wait_for, wait_for_end
+from program import HOLDS_SIGNALS_BACK, SEPARATOR, mask_times
 
 REST = IDLE_CPUS + IDLE_SYSTEM + TIMES
 REPORT = SEPARATOR + REST
@@ -94,7 +95,7 @@ class Enter(DeviceTest):
         with self.device.start("--stdout", "--enter") as program:
             program.wait_until_waiting()
             program.process.stdin.close()
-            program.process.wait(60)
+            wait_for_end(program.process, "the program ends")
             self.assertEqual(mask_times(program.output()), REPORT)
 
     def test_control_d_on_a_terminal_ends_the_wait(self):
@@ -135,7 +136,7 @@ class Enter(DeviceTest):
             wait_for(lambda: pending_bytes(program.process.stdin) == 0, "the text is read")
             program.wait_until_waiting()
             program.type("x")
-            program.process.wait(60)
+            wait_for_end(program.process, "the program ends")
             self.assertEqual(mask_times(program.output()), REPORT)
 
     def test_signals_stop_and_start_while_the_wait_goes_on(self):
@@ -364,7 +365,7 @@ class BrokenOutput(DeviceTest):
     def test_full_disk_ends_with_status_0(self):
         with open("/dev/full", "w") as full:
             with self.device.start("--stdout", "--iter=2", "--interval=0", stdout=full) as program:
-                program.process.wait(60)
+                wait_for_end(program.process, "the program ends")
                 self.assertEqual(program.process.returncode, 0)
 
     def test_reader_that_takes_little_at_a_time(self):
@@ -391,7 +392,7 @@ class BrokenOutput(DeviceTest):
         with self.device.start("--stdout", "--iter=3", "--interval=0", stdout=writer,
                                **popen) as program:
             os.close(writer)
-            program.process.wait(60)
+            wait_for_end(program.process, "the program ends")
             return program.process.returncode
 
     def test_closed_pipe_ends_the_program_as_it_ends_every_filter(self):

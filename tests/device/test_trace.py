@@ -5,7 +5,7 @@ import os
 import signal
 
 from trace_device import FALLBACK, TraceTest, sched
-from program import wait_for
+from deadline import wait_for
 from tracing import CONTROLS, TRACING
 
 

@@ -6,7 +6,8 @@ import subprocess
 import tempfile
 
 from trace_device import STAY, TraceTest, sched
-from program import NEEDS_PIPES, SEPARATOR, wait_for
+from deadline import wait_for
+from program import NEEDS_PIPES, SEPARATOR
 from strace_log import calls_of
 from tracing import CONTROLS, FILEMAP, SCHED, TRACING
 

@@ -5,7 +5,7 @@ import select
 import threading
 
 from trace_device import TraceTest, sched
-from program import wait_for
+from deadline import wait_for
 from tracing import TRACING
 
 STOPS = 125

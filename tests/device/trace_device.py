@@ -7,7 +7,8 @@ import subprocess
 import termios
 
 from harness import DeviceTest
-from program import SYSTEM_CALLS, wait_for
+from deadline import wait_for
+from program import SYSTEM_CALLS
 from tracing import CONTROLS, TRACING
 
 # Every tool logs its arguments. A logcat prints what stands in /data/log and then stays; busybox ends it.

@@ -12,6 +12,7 @@ import unittest
 TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(TESTS, "support"))
 
+from deadline import wait_for_end  # noqa: E402
 from program import PROGRAM  # noqa: E402
 
 ROOT = os.path.dirname(TESTS)
@@ -115,7 +116,7 @@ class Commands(unittest.TestCase):
                                      env={**os.environ, "PATH": path}, stdin=subprocess.DEVNULL,
                                      stdout=output, stderr=subprocess.STDOUT, start_new_session=True)
             try:
-                status = shell.wait(DEADLINE_S)
+                status = wait_for_end(shell, block.place, DEADLINE_S)
             finally:
                 # With what the commands have left behind.
                 try:

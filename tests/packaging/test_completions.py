@@ -12,9 +12,10 @@ import unittest
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
                                 "support"))
 
-from program import DEADLINE_S, PROGRAM, wait_for  # noqa: E402
+from deadline import run, wait_for  # noqa: E402
+from program import PROGRAM  # noqa: E402
 
-USAGE = subprocess.run([PROGRAM, "--help"], stderr=subprocess.PIPE, text=True, timeout=DEADLINE_S).stderr
+USAGE = run([PROGRAM, "--help"]).stderr
 OPTIONS = sorted(re.findall(r"(?m)^  (--[a-z-]+)", USAGE))
 
 # Whoever expands a process's name makes a file of this one.
@@ -155,9 +156,8 @@ class Fish(CompletionTest):
     def completions(self, text):
         """This shell tells without a terminal what it would offer."""
         self.environment["XDG_DATA_DIRS"] = os.path.join(self.installed, "share")
-        result = subprocess.run(["fish", "-c", 'complete -C "$argv"', "tarnwick " + text], cwd=self.work,
-                                env=self.environment, stdin=subprocess.DEVNULL, capture_output=True,
-                                text=True, timeout=DEADLINE_S)
+        result = run(["fish", "-c", 'complete -C "$argv"', "tarnwick " + text], cwd=self.work,
+                     env=self.environment)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         return [line.split("\t")[0] for line in result.stdout.splitlines()]
 

@@ -2,7 +2,6 @@
 
 import os
 import re
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -10,6 +9,7 @@ import unittest
 TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(TESTS, "support"))
 
+import deadline  # noqa: E402
 from program import PROGRAM  # noqa: E402
 
 ROOT = os.path.dirname(TESTS)
@@ -22,8 +22,7 @@ LINT = ["mandoc", "-T", "lint", "-W", "warning"]
 
 
 def run(*command):
-    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60,
-                          env=ENVIRONMENT)
+    return deadline.run(command, env=ENVIRONMENT)
 
 
 def sections():

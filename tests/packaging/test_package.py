@@ -5,7 +5,6 @@ import glob
 import os
 import re
 import shutil
-import subprocess
 import sys
 import tempfile
 import unittest
@@ -13,6 +12,7 @@ import unittest
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
 
+import deadline  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUILD = os.path.dirname(os.path.dirname(PROGRAM))
@@ -56,8 +56,7 @@ diff /mnt/before /mnt/after
 
 
 def run(*command):
-    return subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                          timeout=DEADLINE_S, cwd="/", env={**os.environ, "LC_ALL": "C.UTF-8"})
+    return deadline.run(command, DEADLINE_S, cwd="/", env={**os.environ, "LC_ALL": "C.UTF-8"})
 
 
 class PackageTest(unittest.TestCase):

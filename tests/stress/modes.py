@@ -8,7 +8,7 @@ import tempfile
 
 from harness import interface
 from inode_cache import CACHE, FEW_FILES, UNFINISHED
-from program import DEADLINE_S, wait_for
+from deadline import wait_for, wait_for_end
 from trace_device import STAY, TraceTest, sched
 from tracing import TRACING
 
@@ -121,9 +121,9 @@ class ModeTest(TraceTest):
             self.addCleanup(tracer.kill)
             wait_for(lambda: all(self.traced_threads(program)), "strace has the program")
         self.measure_once(program)
-        program.process.wait(DEADLINE_S)
+        wait_for_end(program.process, "the program ends")
         if tracer is not None:
-            tracer.wait(DEADLINE_S)
+            wait_for_end(tracer, "strace ends")
 
     @staticmethod
     def traced_threads(program):

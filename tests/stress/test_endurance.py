@@ -7,7 +7,8 @@ import subprocess
 
 from extent import extent, figure
 from harness import DeviceTest
-from program import HAS_SANITIZER, wait_for
+from deadline import wait_for, wait_for_input
+from program import HAS_SANITIZER
 from trace_device import STAY, TraceTest, sched
 
 TIMING_LINE = b"\nuptime="
@@ -53,7 +54,10 @@ class Loop(Endurance, DeviceTest):
             reports, text = 0, b""
             for stop in (EARLY, count):
                 while reports < stop:
-                    text += os.read(reader, 4096)
+                    wait_for_input(reader, "a report")
+                    part = os.read(reader, 4096)
+                    self.assertTrue(part, "the program goes on")
+                    text += part
                     reports += text.count(TIMING_LINE)
                     text = text[-len(TIMING_LINE) + 1:]
                 wait_for(lambda: program.is_in("write"), "the pipe is full")

@@ -7,7 +7,7 @@ import signal
 import stat
 
 from extent import figure, some
-from program import DEADLINE_S
+from deadline import wait_for_end
 from inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
 from trace_device import STAY, TraceTest, sched
 
@@ -70,7 +70,7 @@ class Killed(InodeCacheTest):
                 self.device.remove(CACHE)
                 with self.begin(self.strace(
                         "/data/strace", "-e", f"inject={self.CALLS}:signal=KILL:when={position}")) as program:
-                    program.process.wait(DEADLINE_S)
+                    wait_for_end(program.process, "the program ends")
                     self.assertIn(program.process.returncode, (0, -signal.SIGKILL))
                 if os.path.exists(self.device.path(CACHE)):
                     kept += 1

@@ -6,11 +6,11 @@ import select
 import signal
 import subprocess
 import tempfile
-import time
+
+from deadline import wait_for, wait_for_end, wait_for_input
 
 PROGRAM = os.path.realpath(os.environ["TARNWICK"])
 SEPARATOR = "-" * 113 + "\n"
-DEADLINE_S = 60
 
 with open(PROGRAM, "rb") as program:
     _text = program.read()
@@ -31,15 +31,6 @@ SYSTEM_CALLS = {
 
 TIMING_LINE = re.compile(
     r"^uptime=(\d+), realtime=(\d+), proctimebefore=(\d+), proctimeafter=(\d+)\n", re.M)
-
-
-def wait_for(condition, what):
-    """Polls until the condition holds. Fails the test when it does not in time."""
-    give_up = time.monotonic() + DEADLINE_S
-    while not condition():
-        if time.monotonic() > give_up:
-            raise AssertionError(f"not in {DEADLINE_S} s: {what}")
-        time.sleep(0.001)
 
 
 def mask_times(output):
@@ -147,7 +138,7 @@ class Program:
         """Waits for the end, checks the exit status and returns the standard output."""
         if self.process.stdin is not None:
             self.process.stdin.close()
-        self.process.wait(DEADLINE_S)
+        wait_for_end(self.process, "the program ends")
         if self.process.returncode != status:
             raise AssertionError(
                 f"exit status {self.process.returncode}, not {status}: {self.errors()}")
@@ -173,7 +164,8 @@ class Program:
         The program is stopped again and again, which cuts short a write that waits in the middle.
         """
         text = b""
-        while select.select([descriptor], [], [], DEADLINE_S)[0]:
+        while True:
+            wait_for_input(descriptor, "more of the output")
             self.send(signal.SIGSTOP)
             try:
                 bit = os.read(descriptor, 4000)
@@ -183,7 +175,6 @@ class Program:
             if not bit:
                 return text.decode()
             text += bit
-        raise AssertionError(f"nothing comes for {DEADLINE_S} s")
 
     def output(self):
         return self._text(self.stdout) if self.stdout is not None else ""
