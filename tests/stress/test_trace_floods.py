@@ -11,6 +11,7 @@ import time
 
 from extent import extent, figure
 from harness import IDLE_SYSTEM, TIMES
+from deadline import wait_for
 from program import HAS_SANITIZER, SEPARATOR, mask_times
 from trace_device import TraceTest, kpi, sched
 from tracing import TRACING
@@ -22,6 +23,8 @@ KPI_RECORD = re.compile(r"time=0\.001000 tag=nr duration=1000000 cpu=0 tgid=0 tg
 # What the program needs at most, and for each record.
 BASE_KB = 8192
 RECORD_BYTES = 32
+# Bytes of the trace: far more than a pipe holds and than a thousand events have.
+ENOUGH = 1 << 20
 
 
 class Writer:
@@ -30,6 +33,7 @@ class Writer:
     def __init__(self, path, text):
         self.fd = os.open(path, os.O_RDWR | os.O_NONBLOCK)
         self.text = text
+        self.written = 0
         self.stop = threading.Event()
         self.thread = threading.Thread(target=self.run)
 
@@ -45,7 +49,7 @@ class Writer:
     def run(self):
         while not self.stop.is_set():
             try:
-                os.write(self.fd, self.text)
+                self.written += os.write(self.fd, self.text)
             except BlockingIOError:
                 select.select([], [self.fd], [], 0.1)
 
@@ -56,8 +60,9 @@ class Flood(TraceTest):
         with self.start("--sig", option) as program:
             program.toggle()
             self.wait_until_reading(program)
-            with Writer(self.device.path(f"{TRACING}/trace_pipe"), text):
+            with Writer(self.device.path(f"{TRACING}/trace_pipe"), text) as writer:
                 time.sleep(seconds)
+                wait_for(lambda: writer.written > ENOUGH, "the pipe is read")
                 # Before the stop the list is complete but for what two seconds bring.
                 program.toggle()
             with open(f"/proc/{program.pid}/status") as status:
