@@ -14,15 +14,18 @@ import tarfile
 import tempfile
 import time
 
-from initramfs import Initramfs, Modules
-
 HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
+
+from deadline import wait_for_end  # noqa: E402
+from initramfs import Initramfs, Modules  # noqa: E402
+
 KERNEL = os.environ.get("TARNWICK_KERNEL", "6.1")
 KERNELS = os.environ["TARNWICK_KERNELS"]
 BUNDLE = os.environ["TARNWICK_BUNDLE"]
 LOAD = os.environ["TARNWICK_LOAD"]
 
-# A boot takes seconds; only one that hangs takes as long as this.
+# Most of this is for a script that hangs: it ends at a shorter deadline of its own (guest/lib.sh).
 DEADLINE_S = 240
 
 CPUS = 4
@@ -124,9 +127,9 @@ class Guest:
                  "-device", "sdhci-pci", *self._drive("mmcblk0"), "-device", "sd-card,drive=mmcblk0"],
                 stdin=subprocess.DEVNULL, stdout=console, stderr=subprocess.STDOUT)
             try:
-                qemu.wait(DEADLINE_S)
-            except subprocess.TimeoutExpired:
-                self._fail(f"does not end: given up after {DEADLINE_S} s")
+                wait_for_end(qemu, "the guest ends", DEADLINE_S)
+            except AssertionError as late:
+                self._fail(f"does not end: {late}")
             finally:
                 qemu.kill()
                 qemu.wait()

@@ -1,6 +1,7 @@
 # What the scripts of the guests share. Every wait has a deadline; nothing sleeps and hopes.
 
 PROGRAM=/opt/tarnwick/tarnwick
+# Seconds of a guest on a quiet machine. See wait_for.
 DEADLINE_S=60
 DEBUGFS=/sys/kernel/debug
 TRACING=$DEBUGFS/tracing
@@ -10,16 +11,41 @@ uptime_in() {
   read -r "$1" _ </proc/uptime
 }
 
-# wait_for WHAT COMMAND...: polls until the command succeeds.
+# hundredths_in VARIABLE: the uptime in hundredths of a second.
+hundredths_in() {
+  local uptime=
+  uptime_in uptime
+  eval "$1=\${uptime%.*}\${uptime#*.}"
+}
+
+# work_in VARIABLE: how many hundredths of a second a piece of work takes now, at least WORK, which is
+# what it takes in a guest on a quiet machine.
+WORK=60
+work_in() {
+  local begin= end= i=0
+  hundredths_in begin
+  while [ $i -lt 20000 ]; do
+    i=$((i + 1))
+  done
+  hundredths_in end
+  eval "$1=$((end - begin > WORK ? end - begin : WORK))"
+}
+
+# wait_for WHAT COMMAND...: polls until the command succeeds. After every five seconds it measures how much
+# slower than on a quiet machine the guest is, and counts them for as much less.
 wait_for() {
-  local what=$1 now= give_up=
+  local what=$1 left=$((DEADLINE_S * 100)) measured= now= work=
   shift
-  uptime_in give_up
-  give_up=$((${give_up%.*} + DEADLINE_S))
+  hundredths_in measured
   until "$@"; do
-    uptime_in now
-    if [ "${now%.*}" -gt "$give_up" ]; then
-      echo "not in $DEADLINE_S s: $what" >&2
+    hundredths_in now
+    if [ $((now - measured)) -ge 500 ]; then
+      work_in work
+      left=$((left - (now - measured) * WORK / work))
+      hundredths_in measured
+    fi
+    if [ $left -le 0 ]; then
+      echo "not in $DEADLINE_S s of a quiet machine: $what" >&2
       ps -o pid,ppid,stat,comm,args >&2
       exit 9
     fi
@@ -41,11 +67,7 @@ start() {
 
 # waiting: until the program's main thread sleeps in its wait.
 waiting() {
-  load waiting "$PID" || {
-    echo "the program does not wait" >&2
-    ps -o pid,ppid,stat,comm,args >&2
-    exit 9
-  }
+  wait_for "the program waits" load waiting "$PID"
 }
 
 # toggle: SIGUSR1, and the wait that follows it.
@@ -114,15 +136,15 @@ processes() {
   done
 }
 
-# processes_settle BEFORE AFTER: notes the processes in AFTER, when they are those of BEFORE or do not get
-# there. A process that was told to end does so in its own time.
+# processes_settle BEFORE AFTER: waits until the processes are those of BEFORE, and notes them in AFTER. A
+# process that was told to end does so in its own time.
 processes_settle() {
-  local try=
-  for try in $(seq 200); do
-    processes >"$2"
-    ! cmp -s "$1" "$2" || return 0
-    usleep 50000
-  done
+  wait_for "the processes are those of $1" same_processes "$1" "$2"
+}
+
+same_processes() {
+  processes >"$2"
+  cmp -s "$1" "$2"
 }
 
 # log_tool: a stand-in for the platform's tool, which says what comes from /tmp/log.

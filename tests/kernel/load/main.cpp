@@ -119,13 +119,14 @@ bool sleepsInPpoll(const std::string& folder) {
 
 }  // namespace
 
-// waiting PID: returns when the program sleeps in its wait and no SIGUSR1 is on its way to it.
+// waiting PID: returns 0 when the program sleeps in its wait and no SIGUSR1 is on its way to it, or 1
+// after some seconds without that.
 int waitingCommand(int argc, char** argv) {
   if (argc < 1) {
     return 2;
   }
   const std::string folder = std::string("/proc/") + argv[0];
-  constexpr int kTries = 30000;
+  constexpr int kTries = 1000;
   for (int i = 0; i < kTries; ++i) {
     // In this order: a signal leaves the set only when the wait that it ended is over, so a wait
     // that is seen afterwards is a later one.
