@@ -9,10 +9,12 @@ import sys
 import tempfile
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
-                                "support"))
+SUPPORT = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "support")
+sys.path.insert(0, SUPPORT)
 
 from program import SEPARATOR, TIMING_LINE, Program  # noqa: E402
+
+PRIVATE_MOUNTS = os.path.join(SUPPORT, "private_mounts.sh")
 
 # Waits for a line, burns the CPU time that it names (hundredths of a second), prints what it has
 # really used, and waits for another line.
@@ -200,9 +202,7 @@ class RealDisk(unittest.TestCase):
         links = os.path.join(self.folder, "block")
         os.mkdir(links)
         os.symlink(self.disk, os.path.join(links, "sda"))
-        prefix = ["unshare", *([] if os.geteuid() == 0 else ["--user", "--map-root-user"]), "--mount",
-                  "--propagation", "private", "sh", "-c", 'mount --bind "$0" /sys/block && exec "$@"',
-                  links]
+        prefix = [PRIVATE_MOUNTS, "sh", "-c", 'mount --bind "$0" /sys/block && exec "$@"', links]
         if subprocess.run([*prefix, "true"], stderr=subprocess.DEVNULL).returncode != 0:
             self.skipTest("no mount namespace can be made here")
         return prefix
