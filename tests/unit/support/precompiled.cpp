@@ -1,0 +1,2 @@
+// The source that CMake compiles precompiled.h with.
+#include "tests/unit/support/precompiled.h"
