@@ -1,5 +1,5 @@
 #!/bin/bash
-# Usage: scripts/configure.sh PRESET
+# Usage: scripts/configure.sh PRESET [CMAKE_OPTION]...
 #
 # Configures a preset to build the program: without tests where nothing has been built yet, or where the tree
 # was copied with the build folder of another place; as it was configured before otherwise, so that a folder
@@ -8,6 +8,7 @@ set -euo pipefail
 
 root=$(dirname -- "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")")
 preset=$1
+shift
 
 if ! command -v cmake >/dev/null; then
   echo "configure.sh: there is no cmake; scripts/install-packages.sh build installs it" >&2
@@ -19,7 +20,7 @@ configure() {
 }
 
 if ! grep -Fqx "CMAKE_HOME_DIRECTORY:INTERNAL=$root" "$root/build/$preset/CMakeCache.txt" 2>/dev/null; then
-  configure --fresh -DTARNWICK_TESTS=OFF
+  configure --fresh "$@" -DTARNWICK_TESTS=OFF
 else
-  configure || configure -DTARNWICK_TESTS=OFF
+  configure "$@" || configure "$@" -DTARNWICK_TESTS=OFF
 fi

@@ -74,6 +74,13 @@ class Progress(Run):
         self.assertTrue(shown.endswith("\routput\r\nerror\r\nrun.sh: the build failed\r\n"), repr(shown))
 
 
+class Configure(Run):
+    def test_a_new_folder_is_without_tests_and_has_the_options(self):
+        self.assertEqual(self.tree.start("scripts/configure.sh", "release", "-DOPTION=ON").returncode, 0)
+        self.assertEqual(self.tree.calls(), [
+            f"cmake -S {self.tree.root} --preset release --fresh -DOPTION=ON -DTARNWICK_TESTS=OFF"])
+
+
 class Help(Run):
     def test_before_the_first_build_it_is_that_of_run_sh(self):
         self.tree.missing("cmake")
