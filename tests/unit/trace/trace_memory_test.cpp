@@ -20,7 +20,6 @@ int64_t gBlocks = 0;     // that are not freed
 }  // namespace
 
 // The names are the linker's: operator new and new[], delete and delete[], without and with a size.
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 // NOLINTBEGIN(readability-identifier-naming)
 extern "C" {
 
@@ -61,7 +60,6 @@ void __wrap__ZdaPvm(void* block, size_t) {
 
 }  // extern "C"
 // NOLINTEND(readability-identifier-naming)
-// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 
 namespace tarnwick {
 namespace {
