@@ -7,7 +7,8 @@
 #   bundle  what the bundle for AArch64 is made with
 #   package what the Debian packages are made with
 #   tree    what scripts/debian-tree.sh makes the clean tree with
-#   test    all of these, and what test.sh runs
+#   check   what the program is built with, and what test.sh runs without arguments
+#   test    all of these, and what the rest of test.sh runs
 #   bench   what the program is built with, and what bench/run measures with and against
 #
 # Uses neither the network nor sudo if all of them are installed. Prints on standard error alone: what it
@@ -46,36 +47,42 @@ tree_packages=(
   mmdebstrap
 )
 
-test_packages=(
-  "${package_packages[@]}"
-  "${tree_packages[@]}"
-  bash-completion
+check_packages=(
+  "${build_packages[@]}"
   blueprint-tools     # bpfmt
   clang
   clang-format
   clang-tidy
+  git                 # which files differ from the main branch
+  libbenchmark-dev    # the benches are built, too
+  libgtest-dev
+  mandoc
+  mount
+  python3
+  strace
+  util-linux
+)
+
+test_packages=(
+  "${check_packages[@]}"
+  "${package_packages[@]}"
+  "${tree_packages[@]}"
+  bash-completion
   device-tree-compiler
   e2fsprogs
   fish
   gcovr               # for test.sh coverage
   groff-base          # what man formats with
-  libbenchmark-dev    # the benches are checked, too
   libc++-dev
   libc++abi-dev
   libclang-rt-14-dev  # the sanitizers' runtimes
-  libgtest-dev
   lintian
   llvm                # names and lines in the sanitizers' reports
   man-db
-  mandoc
-  mount
   patch
-  python3
   qemu-system-arm
   qemu-user-static
   rsync
-  strace
-  util-linux
   valgrind
   zsh
 )
@@ -97,7 +104,7 @@ fail() {
   exit 1
 }
 
-[ $# -gt 0 ] || fail "name a group of packages: build, bundle, package, tree, test, bench"
+[ $# -gt 0 ] || fail "name a group of packages: build, bundle, package, tree, check, test, bench"
 wanted=()
 for group in "$@"; do
   case $group in
@@ -105,9 +112,10 @@ for group in "$@"; do
     bundle) wanted+=("${bundle_packages[@]}") ;;
     package) wanted+=("${package_packages[@]}") ;;
     tree) wanted+=("${tree_packages[@]}") ;;
+    check) wanted+=("${check_packages[@]}") ;;
     test) wanted+=("${test_packages[@]}") ;;
     bench) wanted+=("${bench_packages[@]}") ;;
-    *) fail "there is no group '$group'; the groups are build, bundle, package, tree, test and bench" ;;
+    *) fail "there is no group '$group'; the groups are build, bundle, package, tree, check, test and bench" ;;
   esac
 done
 

@@ -1,0 +1,65 @@
+"""./test.sh, once Python is there: see its usage."""
+
+import os
+import sys
+
+import runner
+import screen
+import steps
+
+LANES = {"quick": steps.quick_steps, "all": steps.all_steps, "coverage": steps.coverage_steps}
+
+
+def parse(arguments):
+    """The lane, the labels that are wanted of it (none: all of them), and whether to resume. Exits for odd words."""
+    resume = "--resume" in arguments
+    words = [word for word in arguments if word != "--resume"]
+    if not words:
+        return "quick", [], resume
+    if words[0] in ("all", "coverage") and len(words) == 1:
+        return words[0], [], resume
+    return "all", words, resume
+
+
+def summary(show, run, ran, words):
+    show.line()
+    for step in ran:
+        seconds = run.memory.passed.get(step.name)
+        if seconds:
+            show.line(f"{seconds['seconds']:6} s  {step.name}")
+    for reason, count in sorted(run.reasons.items()):
+        show.line(f"skipped ({count}): {reason}")
+    failed = run.counts.failed
+    if run.failed:
+        show.line("FAILED: " + ", ".join(step.name for step in run.failed) + f"; ./test.sh --resume{words} goes on there")
+        failed = failed or 1
+    skipped = f", {run.counts.skipped} skipped" if run.counts.skipped else ""
+    show.line(f"{run.counts.passed} passed, {failed} failed{skipped}")
+
+
+def main():
+    lane, labels, resume = parse(sys.argv[1:])
+    table = LANES[lane]()
+    try:
+        wanted = steps.select(table, labels) if labels else table
+    except KeyError as label:
+        known = " ".join(dict.fromkeys(step.label for step in table))
+        sys.exit(f"test.sh: there is no part {label}; the parts are {known}")
+    show = screen.Screen(sys.stdout)
+    logs = os.path.join(steps.ROOT, "build", "test")
+    name = "-".join([lane, *labels])
+    memory = runner.Memory(os.path.join(logs, f"{name}.json"), resume)
+    for step in wanted:
+        if step.name in memory.passed:
+            show.line(f"{step.name}: passed before")
+    run = runner.Runner(wanted, steps.ROOT, logs, show, memory)
+    try:
+        passed = run.run()
+    except KeyboardInterrupt:
+        show.line("interrupted")
+        passed = False
+    summary(show, run, wanted, "".join(f" {word}" for word in sys.argv[1:] if word != "--resume"))
+    sys.exit(0 if passed else 1)
+
+
+main()

@@ -1,0 +1,127 @@
+"""The order in which steps run, and what is said of them."""
+
+import io
+import os
+import tempfile
+import unittest
+
+import runner
+import screen
+from runner import Memory, Runner
+from steps import BACKGROUND, CPU, WAIT, Step
+
+TICKS = "echo begin $0 >>order; sleep 0.5; echo end $0 >>order"
+
+
+def step(name, *commands, kind=CPU, needs=(), folders=(), **fields):
+    return Step(name, name, "", 1, commands or (("sh", "-c", TICKS, name),), kind, needs, folders, **fields)
+
+
+class Terminal(io.StringIO):
+    def isatty(self):
+        return True
+
+
+class Run(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.out = io.StringIO()
+
+    def run_steps(self, *steps, resume=False):
+        self.memory = Memory(os.path.join(self.folder, "logs", "lane.json"), resume)
+        self.runner = Runner(steps, self.folder, os.path.join(self.folder, "logs"), screen.Screen(self.out), self.memory)
+        return self.runner.run()
+
+    def order(self):
+        path = os.path.join(self.folder, "order")
+        if not os.path.exists(path):
+            return []
+        with open(path) as file:
+            return file.read().splitlines()
+
+    def test_steps_of_one_kind_run_one_after_the_other(self):
+        self.assertTrue(self.run_steps(step("a"), step("b")))
+        self.assertEqual(self.order(), ["begin a", "end a", "begin b", "end b"])
+
+    def test_steps_of_different_kinds_run_side_by_side(self):
+        # Each waits for the other to begin.
+        meet = "touch $0; while [ ! -e $1 ]; do sleep 0.01; done"
+        self.assertTrue(self.run_steps(step("a", ("sh", "-c", meet, "a", "b")),
+                                       step("b", ("sh", "-c", meet, "b", "a"), kind=WAIT)))
+
+    def test_a_step_waits_for_what_it_needs(self):
+        self.assertTrue(self.run_steps(step("a"), step("b", kind=WAIT, needs=("a",))))
+        self.assertEqual(self.order(), ["begin a", "end a", "begin b", "end b"])
+
+    def test_one_step_at_a_time_writes_a_folder(self):
+        self.assertTrue(self.run_steps(step("a", folders=("release",)),
+                                       step("b", kind=WAIT, folders=("release",)),
+                                       step("c", kind=BACKGROUND, folders=("release",))))
+        self.assertEqual(self.order(), [f"{what} {name}" for name in "abc" for what in ("begin", "end")])
+
+    def test_a_step_ends_at_the_first_command_that_fails(self):
+        self.assertFalse(self.run_steps(step("a", ("true",), ("sh", "-c", "echo the reason; exit 3"), ("touch", "after"))))
+        self.assertIn("a: FAILED", self.out.getvalue())
+        self.assertIn("the reason\n", self.out.getvalue())
+        self.assertFalse(os.path.exists(os.path.join(self.folder, "after")))
+
+    def test_a_command_that_is_not_there_is_a_failure(self):
+        self.assertFalse(self.run_steps(step("a", ("no-such-command",))))
+        self.assertIn("no-such-command: No such file", self.out.getvalue())
+
+    def test_after_a_failure_no_step_begins_but_what_runs_is_waited_for(self):
+        self.assertFalse(self.run_steps(step("a", ("false",)), step("b", kind=WAIT), step("c")))
+        self.assertEqual(self.order(), ["begin b", "end b"])
+        self.assertEqual([one.name for one in self.runner.failed], ["a"])
+
+    def test_a_resumed_run_goes_on_at_the_step_that_failed(self):
+        steps = step("a"), step("b", ("sh", "-c", "test -e fixed")), step("c", needs=("b",))
+        self.assertFalse(self.run_steps(*steps))
+        open(os.path.join(self.folder, "fixed"), "w").close()
+        self.assertTrue(self.run_steps(*steps, resume=True))
+        self.assertEqual(self.order(), ["begin a", "end a", "begin c", "end c"])
+
+    def test_a_run_that_does_not_resume_runs_all(self):
+        self.assertTrue(self.run_steps(step("a")))
+        self.assertTrue(self.run_steps(step("a")))
+        self.assertEqual(self.order().count("begin a"), 2)
+
+    def test_tests_are_counted_and_those_that_passed_not_shown(self):
+        with open(os.path.join(self.folder, "ctest.log"), "w") as log:
+            log.write("1/2 Test #1: one ... Passed 0.10 sec\n2/2 Test #2: two ...***Failed 0.10 sec\nwhy\n")
+        self.assertFalse(self.run_steps(step("a", ("sh", "-c", "cat ctest.log; exit 8"), folders=("release",), ctest=True)))
+        self.assertEqual((self.runner.counts.passed, self.runner.counts.failed), (1, 1))
+        self.assertIn("why", self.out.getvalue())
+        self.assertNotIn("Test #1", self.out.getvalue())
+
+    def test_nothing_is_written_over_unless_to_a_terminal(self):
+        self.run_steps(step("a"))
+        self.assertNotIn("\r", self.out.getvalue())
+        self.out = Terminal()
+        self.run_steps(step("a"))
+        self.assertIn("\r", self.out.getvalue())
+
+
+class Words(unittest.TestCase):
+    def test_durations(self):
+        self.assertEqual([runner.duration(seconds) for seconds in (0.4, 59.6, 65, 600)],
+                         ["0 s", "1 min 0 s", "1 min 5 s", "10 min 0 s"])
+
+    def test_progress_is_that_of_the_last_line_that_has_one(self):
+        self.assertEqual(runner.progress("[3/310] Building a\n[4/310] Building b\nwarning\n"), "4 of 310")
+        self.assertEqual(runner.progress("        Start    7: x\n  12/1206 Test    #7: x ... Passed 1 sec\n"), "12 of 1206")
+        self.assertEqual(runner.progress("$ ninja\n"), "")
+
+    def test_a_log_is_shown_without_its_progress(self):
+        self.assertEqual(runner.without_progress("[1/2] Building a\na.cpp:1: error\n"), "a.cpp:1: error")
+
+    def test_a_status_line_fits_the_terminal(self):
+        out = Terminal()
+        screen.Screen(out).status([(step("a step with a long name"), 61, "1 of 2")] * 20)
+        self.assertLess(len(out.getvalue().split("\r")[-1]), 100)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,56 @@
+"""The table of steps."""
+
+import unittest
+
+import steps
+from steps import Step, select
+
+LANES = {"quick": steps.quick_steps(), "all": steps.all_steps(), "coverage": steps.coverage_steps()}
+
+
+def step(name, label, *needs):
+    return Step(name, label, "", 1, (("true",),), needs=needs)
+
+
+class Table(unittest.TestCase):
+    def test_names_are_unique_and_needed_steps_stand_before(self):
+        for lane, table in LANES.items():
+            seen = set()
+            for one in table:
+                self.assertNotIn(one.name, seen, lane)
+                self.assertLessEqual(set(one.needs), seen, one.name)
+                seen.add(one.name)
+
+    def test_the_full_lane_has_what_the_quick_one_has(self):
+        self.assertLessEqual({one.label for one in LANES["quick"]}, {one.label for one in LANES["all"]})
+
+    def test_the_usage_of_test_sh_names_every_part(self):
+        with open(f"{steps.ROOT}/test.sh") as script:
+            usage = next(line for line in script if "parts of `all`" in line)
+        self.assertEqual(set(usage.split("`all`: ")[1].split()), {one.label for one in LANES["all"]})
+
+    def test_a_step_that_runs_ctest_writes_one_folder(self):
+        for table in LANES.values():
+            for one in table:
+                if one.ctest:
+                    self.assertEqual(len(one.folders), 1, one.name)
+
+
+class Select(unittest.TestCase):
+    TABLE = (step("a", "x"), step("b", "y", "a"), step("c", "z", "b"), step("d", "x"))
+
+    def names(self, *labels):
+        return [one.name for one in select(self.TABLE, labels)]
+
+    def test_a_part_has_all_steps_of_its_label_in_the_order_of_the_table(self):
+        self.assertEqual(self.names("x"), ["a", "d"])
+
+    def test_a_part_has_what_it_needs_and_what_that_needs(self):
+        self.assertEqual(self.names("z"), ["a", "b", "c"])
+
+    def test_an_unknown_part_is_an_error(self):
+        self.assertRaises(KeyError, select, self.TABLE, ["x", "w"])
+
+
+if __name__ == "__main__":
+    unittest.main()
