@@ -70,6 +70,8 @@ test_packages=(
   bash-completion
   device-tree-compiler
   e2fsprogs
+  erofs-utils
+  f2fs-tools
   fish
   gcovr               # for test.sh coverage
   groff-base          # what man formats with
@@ -84,6 +86,7 @@ test_packages=(
   qemu-user-static
   rsync
   valgrind
+  xfsprogs
   zsh
 )
 

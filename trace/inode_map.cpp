@@ -2,8 +2,10 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,10 +15,12 @@
 #include <csignal>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "collector/stats_collector.h"
+#include "trace/mount_table.h"
 
 namespace tarnwick {
 
@@ -55,6 +59,43 @@ class Progress {
       std::chrono::steady_clock::now() + std::chrono::seconds(1);
 };
 
+// Reads to the end of the file. Nothing if a read fails.
+std::optional<std::string> readAll(int fd) {
+  std::string text;
+  std::array<char, 65536> block;
+  while (const ssize_t filled = read(fd, block.data(), block.size())) {
+    if (filled < 0) {
+      return std::nullopt;
+    }
+    text.append(block.data(), static_cast<size_t>(filled));
+  }
+  return text;
+}
+
+// Nothing if the file is missing or malformed, or if mounts keep changing while it is read: one
+// read gives at most a page of it.
+std::optional<MountTable> readMountTable() {
+  constexpr int kMaxTries = 10;
+  for (int tries = 0; tries < kMaxTries; ++tries) {
+    const int fd = open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+      return std::nullopt;
+    }
+    const std::optional<std::string> text = readAll(fd);
+    // Reports POLLPRI after a change since the open, see proc_pid_mounts(5).
+    pollfd changes{fd, POLLPRI, 0};
+    const bool same = poll(&changes, 1, 0) == 0;
+    close(fd);
+    if (!text) {
+      return std::nullopt;
+    }
+    if (same) {
+      return MountTable::parse(*text);
+    }
+  }
+  return std::nullopt;
+}
+
 class Walk {
  public:
   explicit Walk(FILE* out) : out_(out) {}
@@ -70,6 +111,7 @@ class Walk {
       close(fd);
       return;
     }
+    const Directory opened{fd, deviceOfEntries(fd, std::string_view(path).substr(1))};
     const size_t length = path.size();
     // A disk that is full stays full, and the rest of a walk can take minutes.
     while (!failed_) {
@@ -78,10 +120,10 @@ class Walk {
         return;
       }
       path.append(1, '/').append(entry->d_name);
-      // A path that does not fit is left out: cut, it would name another file, or the directory
+      // Leave out a path that does not fit: truncated, it would name another file, or the directory
       // itself.
       if (path.size() <= kLongestPath) {
-        take(fd, *entry, path);
+        take(opened, *entry, path);
       }
       path.resize(length);
     }
@@ -90,22 +132,45 @@ class Walk {
  private:
   static constexpr size_t kLongestPath = 1022;
 
-  void take(int directoryFd, const dirent& entry, std::string& path) {
+  struct Directory {
+    int fd;
+    // Set if the entries of regular files have the inode numbers that fstatat(2) gives.
+    std::optional<dev_t> deviceOfEntries;
+  };
+
+  // The path begins with one slash; that of the root is empty.
+  std::optional<dev_t> deviceOfEntries(int fd, std::string_view path) {
+    struct stat status {};
+    struct statfs fileSystem {};
+    if (!mounts_ || mounts_->hasMountIn(path) || fstat(fd, &status) != 0 ||
+        fstatfs(fd, &fileSystem) != 0 ||
+        !mounts_->entriesCarryInodes(major(status.st_dev), minor(status.st_dev),
+                                     static_cast<uint32_t>(fileSystem.f_type))) {
+      return std::nullopt;
+    }
+    return status.st_dev;
+  }
+
+  void take(const Directory& directory, const dirent& entry, std::string& path) {
     const std::string_view name = entry.d_name;
+    const std::string_view shown = std::string_view(path).substr(1);
     if (entry.d_type == DT_REG) {
-      file(directoryFd, entry.d_name, std::string_view(path).substr(1));
+      file(directory, entry, shown);
     } else if (entry.d_type == DT_DIR && name != "." && name != "..") {
-      directory(directoryFd, entry.d_name, path);
+      this->directory(directory.fd, entry.d_name, path);
     }
   }
 
-  // Writes the line of one file, unless it lies under /proc or /sys or has gone.
-  void file(int directoryFd, const char* name, std::string_view path) {
+  // Writes the line of one file, unless it lies under /proc or /sys or has vanished.
+  void file(const Directory& directory, const dirent& entry, std::string_view path) {
     if (path.starts_with("/proc/") || path.starts_with("/sys/")) {
       return;
     }
     struct stat status {};
-    if (fstatat(directoryFd, name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    if (directory.deviceOfEntries) {
+      status.st_dev = *directory.deviceOfEntries;
+      status.st_ino = entry.d_ino;
+    } else if (fstatat(directory.fd, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
       return;
     }
     writeInodeEntry(status, path == kUnfinishedPath ? kCachePath : path);
@@ -122,14 +187,15 @@ class Walk {
     failed_ = fwrite(line_.data(), 1, line_.size(), out_) != line_.size();
   }
 
-  void append(uint64_t number, char behind) {
+  void append(uint64_t number, char suffix) {
     std::array<char, 20> digits;
     const auto [end, error] = std::to_chars(digits.begin(), digits.end(), number);
-    line_.append(digits.begin(), end).push_back(behind);
+    line_.append(digits.begin(), end).push_back(suffix);
   }
 
   FILE* out_;
   bool failed_ = false;
+  std::optional<MountTable> mounts_ = readMountTable();
   std::string line_;
   Progress progress_;
 };

@@ -16,9 +16,13 @@ class StatsCollector;
 void loadInodeMap(StatsCollector& collector);
 
 // Writes a line for each regular file below a directory, in directory order, until a write fails.
-// Links are not followed, directories that cannot be opened are passed over, and so are paths of
-// more than 1022 characters. As below the root, paths begin with two slashes, of which one is
-// written.
+// Skips links, directories that cannot be opened, and paths of more than 1022
+// characters. As below the root, paths begin with two slashes, of which
+// one is written.
+//
+// Inode numbers come from the directory entries where these are known to be right, and from
+// fstatat(2) everywhere else. A file that is mounted over another one during the walk counts as not
+// mounted yet.
 void walkDirectory(const char* path, FILE* out);
 
 // Removes a cache that is being made, before the process ends without finishing it.

@@ -90,8 +90,11 @@ class Guest:
     kernel does when it switches an event on, which then never comes.
     """
 
-    def __init__(self, script, pmu=True, steady=False):
+    def __init__(self, script, pmu=True, steady=False, modules=(), images=()):
+        """`images` are paths of disks, which the guest has as vdc and so on."""
         self.script = script
+        self.modules = [*MODULES, *modules]
+        self.images = list(images)
         self.machine = ["qemu-system-aarch64", "-M", "virt",
                         "-cpu", "cortex-a76" + ("" if pmu else ",pmu=off"), "-smp", str(CPUS),
                         "-m", "1024", "-nic", "none", "-nographic", "-no-reboot",
@@ -124,7 +127,8 @@ class Guest:
                  *self._drive("results"), "-device", "virtio-blk-pci,drive=results",
                  "-device", "virtio-scsi-pci,id=scsi",
                  *self._drive("sda"), "-device", "scsi-hd,drive=sda,bus=scsi.0",
-                 "-device", "sdhci-pci", *self._drive("mmcblk0"), "-device", "sd-card,drive=mmcblk0"],
+                 "-device", "sdhci-pci", *self._drive("mmcblk0"), "-device", "sd-card,drive=mmcblk0",
+                 *self._images()],
                 stdin=subprocess.DEVNULL, stdout=console, stderr=subprocess.STDOUT)
             try:
                 wait_for_end(qemu, "the guest ends", DEADLINE_S)
@@ -137,12 +141,17 @@ class Guest:
     def _drive(self, name):
         return "-drive", f"file={self._path(name)},format=raw,if=none,id={name},cache=unsafe"
 
+    def _images(self):
+        for number, path in enumerate(self.images):
+            yield from ("-drive", f"file={path},format=raw,if=none,id=image{number},cache=unsafe",
+                        "-device", f"virtio-blk-pci,drive=image{number}")
+
     def _root(self, kernel):
         root = Initramfs()
         for folder in ("proc", "sys", "dev", "tmp", "out", "data", "mnt"):
             root.folder(folder)
         root.console()
-        modules = Modules(f"{kernel}/modules").closure(MODULES)
+        modules = Modules(f"{kernel}/modules").closure(self.modules)
         for name, module in modules.items():
             root.data(f"modules/{name}.ko", module)
         root.data("modules/order", "".join(f"{name}\n" for name in modules).encode())
