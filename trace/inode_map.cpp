@@ -156,16 +156,14 @@ class Walk {
     const std::string_view shown = std::string_view(path).substr(1);
     if (entry.d_type == DT_REG) {
       file(directory, entry, shown);
-    } else if (entry.d_type == DT_DIR && name != "." && name != "..") {
+    } else if (entry.d_type == DT_DIR && name != "." && name != ".." && shown != "/proc" &&
+               shown != "/sys") {
       this->directory(directory.fd, entry.d_name, path);
     }
   }
 
-  // Writes the line of one file, unless it lies under /proc or /sys or has vanished.
+  // Writes the line of one file, unless it has vanished.
   void file(const Directory& directory, const dirent& entry, std::string_view path) {
-    if (path.starts_with("/proc/") || path.starts_with("/sys/")) {
-      return;
-    }
     struct stat status {};
     if (directory.deviceOfEntries) {
       status.st_dev = *directory.deviceOfEntries;

@@ -16,7 +16,7 @@ class StatsCollector;
 void loadInodeMap(StatsCollector& collector);
 
 // Writes a line for each regular file below a directory, in directory order, until a write fails.
-// Skips links, directories that cannot be opened, and paths of more than 1022
+// Skips links, directories that cannot be opened, /proc and /sys, and paths of more than 1022
 // characters. As below the root, paths begin with two slashes, of which
 // one is written.
 //

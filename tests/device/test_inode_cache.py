@@ -96,6 +96,11 @@ class Walk(InodeCacheTest):
         self.assertEqual(sorted(path for path in opened if path.startswith("/data")), sorted(expected))
         self.assertEqual(len(set(opened)), len(opened))
 
+    def test_kernel_folders_are_not_entered(self):
+        opened = self.opened_directories(self.walk(strace=self.OPENS))
+        self.assertIn("/data/sys", opened)
+        self.assertEqual([path for path in opened if re.match(r"/(proc|sys)(/|$)", path)], [])
+
     def lost_with(self, calls, *marks, error="ENOENT", setup=":", kept=True):
         """The paths that are missing when a call of the main thread fails.
 
