@@ -121,8 +121,8 @@ class Walk {
       }
       path.append(1, '/').append(entry->d_name);
       // Leave out a path that does not fit: truncated, it would name another file, or the directory
-      // itself.
-      if (path.size() <= kLongestPath) {
+      // itself. A newline would end the line of the cache.
+      if (path.size() <= kLongestPath && path.find('\n', length) == std::string::npos) {
         take(opened, *entry, path);
       }
       path.resize(length);

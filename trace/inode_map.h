@@ -16,8 +16,8 @@ class StatsCollector;
 void loadInodeMap(StatsCollector& collector);
 
 // Writes a line for each regular file below a directory, in directory order, until a write fails.
-// Skips links, directories that cannot be opened, /proc and /sys, and paths of more than 1022
-// characters. As below the root, paths begin with two slashes, of which
+// Skips links, directories that cannot be opened, /proc and /sys, paths of more than 1022
+// characters and names with a newline. As below the root, paths begin with two slashes, of which
 // one is written.
 //
 // Inode numbers come from the directory entries where these are known to be right, and from

@@ -36,6 +36,20 @@ class Contents(InodeCacheTest):
         self.assertEqual([path for path in self.paths() if path.startswith(("/proc/", "/sys/", "//"))], [])
         self.assertLessEqual({"/data/proc/file", "/data/sys/file", *likes}, set(self.paths()))
 
+    def test_names_with_a_newline_are_left_out(self):
+        """In a line of its own such a name could claim to be any file."""
+        for path in ("/data/evil\n8:1_20 /file", "/data/evil\n8:1_20 /folder/er/file", "/data/deep/\nfile",
+                     "/data/deep/file\n", "/data/deep/return\rfile", "/data/deep/blank tab\tfile"):
+            self.touch(path)
+        self.walk()
+        with open(self.device.path(CACHE), "rb") as file:
+            cache = file.read()
+        self.assertRegex(cache, rb"\A(\d+:\d+_\d+ /[^\n]+\n)+\Z")
+        for name in (b"8:1_20", b"/evil", b"/deep/\n", b"/deep/file"):
+            self.assertNotIn(name, cache)
+        for name in (b"return\rfile", b"blank tab\tfile", b"er/file"):
+            self.assertIn(b" /data/deep/" + name + b"\n", cache)
+
     def test_whole_machine(self):
         with self.begin() as program:
             program.finish()
