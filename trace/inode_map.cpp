@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <csignal>
@@ -100,14 +101,19 @@ class Walk {
  public:
   explicit Walk(FILE* out) : out_(out) {}
 
+  // Whether nothing was skipped by an error that need not be there the next time.
+  bool isComplete() const { return complete_; }
+
   // Each directory is opened once, relative to the one above it.
   void directory(int parentFd, const char* name, std::string& path) {
     const int fd = openat(parentFd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {
+      note(errno);
       return;
     }
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(fd), closedir);
     if (entries == nullptr) {
+      note(errno);
       close(fd);
       return;
     }
@@ -115,8 +121,10 @@ class Walk {
     const size_t length = path.size();
     // A disk that is full stays full, and the rest of a walk can take minutes.
     while (!failed_) {
+      errno = 0;
       const dirent* const entry = readdir(entries.get());
       if (entry == nullptr) {
+        note(errno);
         return;
       }
       path.append(1, '/').append(entry->d_name);
@@ -151,6 +159,12 @@ class Walk {
     return status.st_dev;
   }
 
+  // Notes errors of a machine that is short of something, or of a disk. All others are a reason to
+  // skip a file or a directory for good.
+  void note(int error) {
+    complete_ = complete_ && error != EMFILE && error != ENFILE && error != ENOMEM && error != EIO;
+  }
+
   void take(const Directory& directory, const dirent& entry, std::string& path) {
     const std::string_view name = entry.d_name;
     const std::string_view shown = std::string_view(path).substr(1);
@@ -169,6 +183,7 @@ class Walk {
       status.st_dev = *directory.deviceOfEntries;
       status.st_ino = entry.d_ino;
     } else if (fstatat(directory.fd, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      note(errno);
       return;
     }
     writeInodeEntry(status, path == kUnfinishedPath ? kCachePath : path);
@@ -193,45 +208,70 @@ class Walk {
 
   FILE* out_;
   bool failed_ = false;
+  bool complete_ = true;
   std::optional<MountTable> mounts_ = readMountTable();
   std::string line_;
   Progress progress_;
 };
 
-// Whether the file has all of the walk, on the disk: a cache that a crash cut short would be
-// trusted for ever.
-bool writeCache(int fd) {
+enum class Made { kWhole, kIncomplete, kFailed };
+
+// Whole: the file has all of the walk, on the disk. A cache that a crash cut short would be trusted
+// for ever.
+Made writeCache(int fd) {
   FILE* const out = fdopen(fd, "w");
   if (out == nullptr) {
     close(fd);
-    return false;
+    return Made::kFailed;
   }
   std::array<char, 65536> buffer;
   setvbuf(out, buffer.data(), _IOFBF, buffer.size());
-  walkDirectory("/", out);
+  const bool complete = walkDirectory("/", out);
   const bool written = fflush(out) == 0 && ferror(out) == 0 && fsync(fileno(out)) == 0;
   // Another run that makes the cache has put a file of its own in the place of this one.
   struct stat status {};
   const bool named = fstat(fileno(out), &status) == 0 && status.st_nlink != 0;
-  return fclose(out) == 0 && written && named;
+  if (fclose(out) != 0 || !written || !named) {
+    return Made::kFailed;
+  }
+  return complete ? Made::kWhole : Made::kIncomplete;
 }
 
-// Leaves nothing behind when the cache cannot be written to the end.
-void buildCache() {
+void mergeCache(const char* path, InodePaths& paths) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return;
+  }
+  paths.merge([fd](char* buffer, size_t size) {
+    return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
+  });
+  close(fd);
+}
+
+// Leaves nothing behind when the cache cannot be written to the end. What an incomplete walk has
+// found goes into the paths alone. Whether there is no need to walk again in this run.
+bool buildCache(InodePaths& paths) {
   gHasUnfinished = 1;
   unlink(kUnfinishedPath);
   const int fd = open(kUnfinishedPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-  if (fd >= 0 && !(writeCache(fd) && rename(kUnfinishedPath, kCachePath) == 0)) {
+  const Made made = fd >= 0 ? writeCache(fd) : Made::kFailed;
+  if (made == Made::kIncomplete) {
+    mergeCache(kUnfinishedPath, paths);
+  }
+  if (fd >= 0 && !(made == Made::kWhole && rename(kUnfinishedPath, kCachePath) == 0)) {
     unlink(kUnfinishedPath);
   }
   gHasUnfinished = 0;
+  return made == Made::kIncomplete;
 }
 
 }  // namespace
 
-void walkDirectory(const char* path, FILE* out) {
+bool walkDirectory(const char* path, FILE* out) {
   std::string walked = path;
-  Walk(out).directory(AT_FDCWD, path, walked);
+  Walk walk(out);
+  walk.directory(AT_FDCWD, path, walked);
+  return walk.isComplete();
 }
 
 void removeUnfinishedInodeMap() {
@@ -241,18 +281,12 @@ void removeUnfinishedInodeMap() {
 }
 
 void loadInodeMap(StatsCollector& collector) {
+  static bool walkedIncompletely = false;
   struct stat unused {};
-  if (stat(kCachePath, &unused) != 0) {
-    buildCache();
+  if (stat(kCachePath, &unused) != 0 && !walkedIncompletely) {
+    walkedIncompletely = buildCache(collector.inodePaths);
   }
-  const int fd = open(kCachePath, O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    return;
-  }
-  collector.inodePaths.merge([fd](char* buffer, size_t size) {
-    return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
-  });
-  close(fd);
+  mergeCache(kCachePath, collector.inodePaths);
 }
 
 }  // namespace tarnwick

@@ -12,18 +12,20 @@ class StatsCollector;
 // delete it.
 
 // Makes sure that the cache is there and merges it into the collector's inodePaths. A cache that
-// cannot be made or read leaves the paths as they are.
+// cannot be made or read leaves the paths as they are. A walk that is incomplete gives its paths to
+// this run, and leaves no cache: the next run walks again.
 void loadInodeMap(StatsCollector& collector);
 
 // Writes a line for each regular file below a directory, in directory order, until a write fails.
 // Skips links, directories that cannot be opened, /proc and /sys, paths of more than 1022
 // characters and names with a newline. As below the root, paths begin with two slashes, of which
-// one is written.
+// one is written. False if EMFILE, ENFILE, ENOMEM or EIO made it skip something: then the lines are
+// right, and some are missing.
 //
 // Inode numbers come from the directory entries where these are known to be right, and from
 // fstatat(2) everywhere else. A file that is mounted over another one during the walk counts as not
 // mounted yet.
-void walkDirectory(const char* path, FILE* out);
+bool walkDirectory(const char* path, FILE* out);
 
 // Removes a cache that is being made, before the process ends without finishing it.
 // Async-signal-safe.

@@ -156,12 +156,27 @@ class Walk(InodeCacheTest):
     def test_file_that_vanishes(self):
         self.assertEqual(self.lost_with("/fstatat", f', "{"f" * 255}", ', setup=self.MOUNT), {self.LONG})
 
+    def test_nothing_is_kept_of_a_walk_that_lacks_something(self):
+        for error in ("EMFILE", "ENFILE", "ENOMEM", "EIO"):
+            with self.subTest(error):
+                self.lost_with("openat", ', "er", ', error=error, kept=False)
+        for error in ("ENOMEM", "EIO"):
+            with self.subTest(error):
+                self.lost_with("openat,getdents64", ', "er", ', "getdents64", error=error, kept=False)
+                self.lost_with("/fstatat", f', "{"f" * 255}", ', error=error, setup=self.MOUNT, kept=False)
+
+    def test_cache_is_kept_where_it_would_lack_the_same_again(self):
+        for error in ("EACCES", "ELOOP"):
+            with self.subTest(error):
+                self.assertEqual(self.lost_with("openat", ', "er", ', error=error), {"/data/deep/er/file"})
+        self.assertEqual(self.lost_with("openat,getdents64", ', "er", ', "getdents64"), {"/data/deep/er/file"})
+
     def test_stream_that_cannot_be_made(self):
         """For the cache, then for the root: nothing is left, or nothing is in it."""
         # Behind the three standard descriptors.
-        for count, left in ((4, []), (5, [CACHE])):
-            with self.subTest(count):
-                self.walk(strace=("-e", "trace=fcntl", "-e", f"inject=fcntl:error=EMFILE:when={count}"))
+        for count, error, left in ((4, "EBADF", []), (5, "ENOMEM", []), (5, "EBADF", [CACHE])):
+            with self.subTest(count=count, error=error):
+                self.walk(strace=("-e", "trace=fcntl", "-e", f"inject=fcntl:error={error}:when={count}"))
                 self.assertEqual(self.left(), left)
         self.assertEqual(self.lines(), [])
 
@@ -200,6 +215,56 @@ class NoCache(InodeCacheTest):
         self.assertIn("getdents64(", before)
         self.assertNotIn("getdents64(", after.partition("exited with")[0])
         self.assertTrue(log.endswith("\na\n"), "the folder is all that is left")
+
+
+class Incomplete(InodeCacheTest):
+    """A walk with too few descriptors for the deepest folders."""
+
+    LIMIT = "ulimit -n 24"
+    DEEP = "/data/" + "d/" * 40 + "file"
+
+    def setUp(self):
+        super().setUp()
+        self.touch(self.DEEP)
+        self.touch("/data/near")
+
+    def event(self, path):
+        """The line of the report for an event of the file."""
+        status = os.stat(self.device.path(path))
+        self.send(f"             cat-204     [000] ....    40.794419: mm_filemap_add_to_page_cache: dev "
+                  f"{os.major(status.st_dev)}:{os.minor(status.st_dev)} ino {status.st_ino:x} page=ffe0 pfn=1 ofs=0\n")
+
+    def files(self, output):
+        return re.findall(r"^add=1 del=0 file=(?!total)(.*)$", output, re.M)
+
+    def report(self, setup):
+        with self.start("--enter", "--block-dump", prefix=[*shell(setup), FEW_FILES]) as program:
+            program.wait_until_waiting()
+            self.event("/data/near")
+            self.event(self.DEEP)
+            program.type("\n")
+            return self.files(program.finish())
+
+    def test_its_names_are_used_and_the_next_run_walks_again(self):
+        self.assertEqual(sorted(self.report(self.LIMIT)), ["/data/near", "unknown"])
+        self.assertEqual(self.left(), [])
+        self.assertEqual(sorted(self.report(":")), sorted(["/data/near", self.DEEP]))
+        self.assertEqual(self.left(), [CACHE])
+
+    def test_later_reports_of_the_run_do_not_walk_again(self):
+        # It has an inode of its own before the walk, and a name after it.
+        self.device.write("/proc/new", "")
+        with self.start("--sig", "--block-dump", prefix=[*shell(self.LIMIT), FEW_FILES]) as program:
+            program.toggle()
+            self.event("/data/near")
+            program.toggle()
+            os.rename(self.device.path("/proc/new"), self.device.path("/data/new"))
+            program.toggle()
+            self.event("/data/new")
+            program.toggle()
+            output = program.interrupt()
+        self.assertEqual(self.files(output), ["/data/near", "/data/near", "unknown"])
+        self.assertEqual(self.left(), [])
 
 
 class Unfinished(InodeCacheTest):
