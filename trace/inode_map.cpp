@@ -237,14 +237,19 @@ Made writeCache(int fd) {
   return complete ? Made::kWhole : Made::kIncomplete;
 }
 
+// Skips everything but a regular file: a FIFO would block, and /dev/zero never ends. A link may
+// lead to any of them.
 void mergeCache(const char* path, InodePaths& paths) {
-  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  const int fd = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) {
     return;
   }
-  paths.merge([fd](char* buffer, size_t size) {
-    return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
-  });
+  struct stat status {};
+  if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+    paths.merge([fd](char* buffer, size_t size) {
+      return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
+    });
+  }
   close(fd);
 }
 

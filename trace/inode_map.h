@@ -12,8 +12,8 @@ class StatsCollector;
 // delete it.
 
 // Makes sure that the cache is there and merges it into the collector's inodePaths. A cache that
-// cannot be made or read leaves the paths as they are. A walk that is incomplete gives its paths to
-// this run, and leaves no cache: the next run walks again.
+// cannot be made or read leaves the paths as they are; only a regular file is read. A walk that is
+// incomplete gives its paths to this run, and leaves no cache: the next run walks again.
 void loadInodeMap(StatsCollector& collector);
 
 // Writes a line for each regular file below a directory, in directory order, until a write fails.

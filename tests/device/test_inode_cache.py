@@ -7,7 +7,7 @@ import signal
 import stat
 import time
 
-from inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
+from inode_cache import CACHE, FEW_FILES, REPORT, UNFINISHED, InodeCacheTest, shell
 from deadline import wait_for
 from program import HOLDS_SIGNALS_BACK
 
@@ -265,6 +265,47 @@ class Incomplete(InodeCacheTest):
             output = program.interrupt()
         self.assertEqual(self.files(output), ["/data/near", "/data/near", "unknown"])
         self.assertEqual(self.left(), [])
+
+
+class Refused(InodeCacheTest):
+    """What has the cache's name and is no regular file is not read."""
+
+    def check(self, setup=":"):
+        with self.begin(shell(setup)) as program:
+            output = program.finish()
+        self.assertEqual([line for line in output.splitlines() if line.startswith("add=")], REPORT)
+        self.assertIn("\nuptime=", output)
+        self.assertEqual(self.left(), [CACHE])
+
+    def test_fifo(self):
+        os.mkfifo(self.device.path(CACHE))
+        self.check()
+
+    def test_folder(self):
+        os.mkdir(self.device.path(CACHE))
+        self.check()
+
+    def test_link_to_a_device_that_never_ends(self):
+        os.symlink("/dev/zero", self.device.path(CACHE))
+        self.check()
+
+    def test_device_that_never_ends(self):
+        self.device.write(CACHE, "")
+        self.check("mount --bind /dev/zero /data/inode.txt")
+
+    def test_link_to_a_file(self):
+        status = os.stat(self.device.path("/data/log"))
+        self.device.write("/data/other", f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}_{status.st_ino} /log\n")
+        for link, name in ((True, "unknown"), (False, "/log")):
+            if link:
+                os.symlink("/data/other", self.device.path(CACHE))
+            else:
+                os.remove(self.device.path(CACHE))
+                os.rename(self.device.path("/data/other"), self.device.path(CACHE))
+            output = self.trace(f"             cat-204     [000] ....    40.794419: mm_filemap_add_to_page_cache: "
+                                f"dev {os.major(status.st_dev)}:{os.minor(status.st_dev)} ino {status.st_ino:x} "
+                                "page=ffe0 pfn=1 ofs=0\n", options=("--block-dump",))
+            self.assertIn(f"add=1 del=0 file={name}\n", output)
 
 
 class Unfinished(InodeCacheTest):

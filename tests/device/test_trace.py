@@ -303,20 +303,6 @@ class PageCache(TraceTest):
                          ["add=1 del=0 file=/twenty", "add=2 del=1 file=/three", "add=2 del=0 file=/nine",
                           "add=0 del=1 file=unknown", "add=5 del=2 file=total"])
 
-    def test_cache_that_comes_in_pieces(self):
-        self.device.remove("/data/inode.txt")
-        os.mkfifo(self.device.path("/data/inode.txt"))
-        with self.start("--enter", "--block-dump") as program:
-            program.wait_until_waiting()
-            self.send(self.event("add_to", 9), self.event("add_to", 20))
-            program.type("\n")
-            cache = os.open(self.device.path("/data/inode.txt"), os.O_WRONLY)
-            self.send_in_pieces("8:1_20 /twenty\n8:1_300 /three hundred\n8:1_9 /nine\n", cache)
-            os.close(cache)
-            output = program.finish()
-        self.assertEqual(self.lines(output), ["add=1 del=0 file=/twenty", "add=1 del=0 file=/nine",
-                                              "add=0 del=0 file=unknown", "add=2 del=0 file=total"])
-
     def test_no_events(self):
         self.assertEqual(self.lines(self.trace(options=("--block-dump",))),
                          ["add=0 del=0 file=unknown", "add=0 del=0 file=total"])
