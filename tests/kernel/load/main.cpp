@@ -119,8 +119,8 @@ bool sleepsInPpoll(const std::string& folder) {
 
 }  // namespace
 
-// waiting PID: returns 0 when the program sleeps in its wait and no SIGUSR1 is on its way to it, or 1
-// after some seconds without that.
+// waiting PID: returns 0 when the program sleeps in its wait and no SIGUSR1 is on its way to it, or
+// 1 after some seconds without that.
 int waitingCommand(int argc, char** argv) {
   if (argc < 1) {
     return 2;

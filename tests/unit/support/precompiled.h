@@ -1,4 +1,5 @@
-// What most unit tests include. CMake compiles it once for all of them; each test still includes what it uses.
+// What most unit tests include. CMake compiles it once for all of them; each test still includes
+// what it uses.
 #pragma once
 
 #include <gtest/gtest.h>
