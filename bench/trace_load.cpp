@@ -62,9 +62,9 @@ LoadEvent loadEvent(uint64_t number) {
   return event;
 }
 
-void appendSchedLine(uint64_t number, std::string& out) {
+void appendSchedLine(uint64_t number, const std::string& givenName, std::string& out) {
   const LoadEvent event = loadEvent(number);
-  const std::string name = threadName(event.tid);
+  const std::string name = givenName.empty() ? threadName(event.tid) : givenName;
   const bool runtime = event.kind[0] == 'r';
   append(out, "%16s-%-7d [%03d] d....  %10.6f: sched_stat_%s: comm=%s pid=%d %s=%ld [ns]",
          name.c_str(), event.tid, event.cpu, event.time, event.kind, name.c_str(), event.tid,
@@ -75,12 +75,13 @@ void appendSchedLine(uint64_t number, std::string& out) {
   out += '\n';
 }
 
-void appendPageCacheLine(uint64_t number, std::string& out) {
+void appendPageCacheLine(uint64_t number, const std::string& givenName, std::string& out) {
   const uint64_t random = scattered(number);
   append(out,
          "%16s-%-7d [%03d] ....  %10.6f: mm_filemap_%s_page_cache: dev 179:%d ino %lx "
          "page=fffffece%08lx pfn=%ld ofs=%ld\n",
-         "app.process42", 1042, static_cast<int>((random >> 10U) % 8), timeOf(number),
+         givenName.empty() ? "app.process42" : givenName.c_str(), 1042,
+         static_cast<int>((random >> 10U) % 8), timeOf(number),
          number % 4 == 3 ? "delete_from" : "add_to", static_cast<int>(2 + random % 2),
          static_cast<unsigned long>(0x10000 + (random >> 20U) % kFiles * 37),
          static_cast<unsigned long>(random & 0xFFFFFFC0U),

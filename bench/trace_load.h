@@ -29,8 +29,9 @@ int32_t processOf(int32_t tid);
 std::string threadName(int32_t tid);
 std::string processName(int32_t tgid);
 
-// Lines of trace_pipe with the event of this number.
-void appendSchedLine(uint64_t number, std::string& out);
-void appendPageCacheLine(uint64_t number, std::string& out);
+// Lines of trace_pipe with the event of this number. Every thread has the name that is given; where
+// it is empty the threads of scheduler lines have their own, and those of page-cache lines one.
+void appendSchedLine(uint64_t number, const std::string& givenName, std::string& out);
+void appendPageCacheLine(uint64_t number, const std::string& givenName, std::string& out);
 
 }  // namespace tarnwick::bench

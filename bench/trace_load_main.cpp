@@ -1,6 +1,7 @@
 // The load of the trace benches.
 //
-//   trace_load sched|page-cache COUNT   lines of trace_pipe
+//   trace_load sched|page-cache COUNT [NAME]
+//                                       lines of trace_pipe, of threads that all have this name
 //   trace_load tasks                    "TID TGID PROCESSNAME" of each thread that the lines name
 //   trace_load fprintf COUNT            the peer: trace.txt as fprintf writes it, of those lines
 //   trace_load records COUNT            the floor: so many records of 24 bytes in memory
@@ -31,11 +32,12 @@ void writeAll(const std::string& text) {
   }
 }
 
-void writeLines(uint64_t count, void (*appendLine)(uint64_t number, std::string& out)) {
+void writeLines(uint64_t count, const std::string& name,
+                void (*appendLine)(uint64_t number, const std::string& name, std::string& out)) {
   constexpr size_t kBlock = size_t{64} * 1024;
   std::string text;
   for (uint64_t number = 0; number < count; ++number) {
-    appendLine(number, text);
+    appendLine(number, name, text);
     if (text.size() >= kBlock) {
       writeAll(text);
       text.clear();
@@ -114,10 +116,11 @@ int main(int argc, char** argv) {
   using namespace tarnwick::bench;
   const std::string_view what = argc > 1 ? argv[1] : "";
   const uint64_t count = argc > 2 ? strtoull(argv[2], nullptr, 10) : 0;
+  const std::string name = argc > 3 ? argv[3] : "";
   if (what == "sched") {
-    writeLines(count, appendSchedLine);
+    writeLines(count, name, appendSchedLine);
   } else if (what == "page-cache") {
-    writeLines(count, appendPageCacheLine);
+    writeLines(count, name, appendPageCacheLine);
   } else if (what == "tasks") {
     printTasks();
   } else if (what == "fprintf") {

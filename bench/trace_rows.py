@@ -45,14 +45,14 @@ def traced_device(write_file=False, pipe_size=PIPE_SIZE):
             made.pipe.close()
 
 
-def feed(made, kind, count, measured):
-    """One measurement under the command, of so many lines."""
+def feed(made, kind, count, measured, name=""):
+    """One measurement under the command, of so many lines; their threads have the name, if one is given."""
     environment = dict(os.environ, PATH=f"/data/bin:{os.environ['PATH']}")
     with subprocess.Popen([*enter(made), *measured], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
                           env=environment) as process:
         # The program has opened the pipe when it takes what is in it.
         with open(made.path(f"{TRACING}/trace_pipe"), "wb") as pipe:
-            subprocess.run([tool("trace_load"), kind, str(count)], check=True, stdout=pipe)
+            subprocess.run([tool("trace_load"), kind, str(count), name], check=True, stdout=pipe)
         wait_for(lambda: made.pipe.unread() == 0, "the program reads the trace")
         process.communicate(b"\n")
     if process.returncode != 0:
@@ -63,22 +63,22 @@ def command_of(kind):
     return [program(), "--stdout", "--enter", "--no-proc-cpu", OPTIONS[kind]]
 
 
-def program_profile(options, kind, count, write_file=False):
+def program_profile(options, kind, count, write_file=False, name=""):
     with traced_device(write_file) as made, profiled(command_of(kind)) as (measured, result):
-        feed(made, kind, count, measured)
+        feed(made, kind, count, measured, name)
         return result(options)
 
 
-def newline_profile(options, kind, count):
+def newline_profile(options, kind, count, name):
     with profiled([tool("trace_load"), "newlines"]) as (measured, result):
-        pipe_lines(kind, count, measured)
+        pipe_lines(kind, count, measured, name)
         return result(options)
 
 
-def pipe_lines(kind, count, measured):
+def pipe_lines(kind, count, measured, name=""):
     ends = os.pipe()
     fcntl.fcntl(ends[1], fcntl.F_SETPIPE_SZ, LARGE_PIPE)
-    with subprocess.Popen([tool("trace_load"), kind, str(count)], stdout=ends[1]) as load:
+    with subprocess.Popen([tool("trace_load"), kind, str(count), name], stdout=ends[1]) as load:
         os.close(ends[1])
         subprocess.run(measured, check=True, stdin=ends[0], stdout=subprocess.DEVNULL)
         os.close(ends[0])
@@ -86,21 +86,27 @@ def pipe_lines(kind, count, measured):
         raise RuntimeError("the load ended early")
 
 
+# Most names of a phone's threads have a ":".
+NAMES = ["app.process42", "Binder:1042_1", "kworker/0:1"]
+
+
 def line_instructions(options, kind, target):
     sizes = (1000, 3000) if options.short else (20000, 60000)
-    ours, note = slope(sizes, lambda count: program_profile(options, kind, count))
-    floor, _ = slope(sizes, lambda count: newline_profile(options, kind, count))
-    return Result("a line", "instructions", ours, "finding the newlines", floor, target=target, note=note)
+    for name in NAMES:
+        ours, note = slope(sizes, lambda count: program_profile(options, kind, count, name=name))
+        floor, _ = slope(sizes, lambda count: newline_profile(options, kind, count, name))
+        yield Result(f"a line of {name}", "instructions", ours, "finding the newlines", floor, target=target,
+                     note=note)
 
 
 @row("sched-instructions", "user instructions of a scheduler line from a FIFO (callgrind)")
 def sched_instructions(options):
-    yield line_instructions(options, "sched", "at most 650")
+    yield from line_instructions(options, "sched", "at most 650")
 
 
 @row("page-cache-instructions", "user instructions of a page-cache line from a FIFO (callgrind)")
 def page_cache_instructions(options):
-    yield line_instructions(options, "page-cache", "at most 450")
+    yield from line_instructions(options, "page-cache", "at most 450")
 
 
 @row("trace-file-instructions", "user instructions of a record in trace.txt (callgrind)")

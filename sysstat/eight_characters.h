@@ -30,12 +30,20 @@ class EightCharacters {
     return (number * 10000 + (number >> 32U)) & 0xFFFFFFFF;
   }
 
-  // How many of the first ones are hexadecimal digits of lower case.
-  int hexDigits() const {
-    const uint64_t noDigits = above(word_ ^ '0' * kEach, 9);
-    // "a" to "f" become 1 to 6.
-    const uint64_t letters = word_ ^ '`' * kEach;
-    return firstOf(noDigits & (above(letters, 6) | ~above(letters, 0)) & kHighBits);
+  // How many of the first ones are no blanks, no control characters and no "=".
+  int wordCharacters() const {
+    const uint64_t inWord = above(word_, ' ') & above(word_ ^ '=' * kEach, 0);
+    return firstOf(~inWord & kHighBits);
+  }
+
+  // Whether all are hexadecimal digits of lower case.
+  bool areHexDigits() const {
+    const uint64_t letters = (word_ & 0x40 * kEach) >> 6U;
+    // Digits and letters that are right become 0 to 15, letters at least 10. A borrow or a carry
+    // comes from a character that is wrong.
+    const uint64_t values = word_ - letters * ('a' - '0' - 10) - '0' * kEach;
+    const uint64_t atLeast10 = (values + 6 * kEach) >> 4U & kEach;
+    return (values & 0xF0 * kEach) == 0 && atLeast10 == letters;
   }
 
   // Whether none is a blank or a control character.

@@ -41,15 +41,14 @@ class OrdinaryText {
     }
   }
 
-  // A run of at most so many characters that are no blanks and no "=".
+  // A run of at most `longest` characters, up to 7, that are no blanks and no "=".
   bool word(int longest) {
-    const char* const start = at_;
-    const char* at = start;
-    while (static_cast<unsigned char>(*at) > ' ' && *at != '=') {
-      ++at;
+    if (end_ - at_ < 8) {
+      return false;
     }
-    at_ = at;
-    return at != start && at - start <= longest;
+    const int count = EightCharacters(at_).wordCharacters();
+    at_ += count;
+    return count > 0 && count <= longest;
   }
 
   // A number. Returns how many digits it has; 0 is a refusal.
@@ -143,10 +142,10 @@ class OrdinaryText {
 
   bool skipHexNumber() {
     const char* at = at_;
-    while (end_ - at >= 8 && EightCharacters(at).hexDigits() == 8) {
+    while (isHexDigit(*at) && end_ - at >= 8 && EightCharacters(at).areHexDigits()) {
       at += 8;
     }
-    while (kHexDigits[static_cast<unsigned char>(*at)] < 16) {
+    while (isHexDigit(*at)) {
       ++at;
     }
     const bool any = at != at_;
@@ -156,6 +155,8 @@ class OrdinaryText {
 
  private:
   static constexpr ptrdiff_t kMostDigits = 18;
+
+  static bool isHexDigit(char c) { return kHexDigits[static_cast<unsigned char>(c)] < 16; }
 
   // Where the digits end that come next.
   const char* digitsEnd(const char* at) const {

@@ -1,5 +1,6 @@
 #include "trace/page_cache_event.h"
 
+#include <cstring>
 #include <limits>
 
 #include "sysstat/ordinary_text.h"
@@ -59,15 +60,15 @@ bool isNewerForm(Scanner scan) {
   return scan.literal("pfn=0x") && scan.skipHexNumber() && scanOffset(scan);
 }
 
-// "dev 179:2 ino c page=fffffece3ae04f80 pfn=262462 ofs=0" and its newer forms, as kernels print
-// them; false for all others.
+// "179:2 ino c page=fffffece3ae04f80 pfn=262462 ofs=0" and its newer forms, as kernels print them;
+// false for all others.
 bool scanOrdinaryFile(OrdinaryText text, PageCacheFile& file) {
   constexpr uint64_t kLargestNumber = std::numeric_limits<uint16_t>::max();
   uint64_t major = 0;
   uint64_t minor = 0;
-  if (!text.literal("dev ") || text.number(major) == 0 || major > kLargestNumber ||
-      !text.literal(":") || text.number(minor) == 0 || minor > kLargestNumber ||
-      !text.literal(" ino ") || !text.hexNumber(file.inode)) {
+  if (text.number(major) == 0 || major > kLargestNumber || !text.literal(":") ||
+      text.number(minor) == 0 || minor > kLargestNumber || !text.literal(" ino ") ||
+      !text.hexNumber(file.inode)) {
     return false;
   }
   const bool hasPage = text.literal(" page=");
@@ -83,33 +84,41 @@ bool scanOrdinaryFile(OrdinaryText text, PageCacheFile& file) {
   return true;
 }
 
+// The first ": " of a line that ends in a newline. Thread names have colons without a blank, such
+// as "Binder:1042_1" and "kworker/0:1".
+const char* findColonBlank(std::string_view line) {
+  const char* const end = line.data() + line.size();
+  const char* at = line.data();
+  while ((at = static_cast<const char*>(memchr(at, ':', static_cast<size_t>(end - at)))) !=
+             nullptr &&
+         at[1] != ' ') {
+    ++at;
+  }
+  return at;
+}
+
 // A line as kernels print it; false for all others, the event may then be changed.
 bool scanOrdinaryLine(std::string_view line, PageCacheEvent& event) {
   if (!OrdinaryText::canRead(line)) {
     return false;
   }
-  // The one behind the time: it follows a digit, so it ends no "_page_cache: ", and none is before
-  // it.
-  const size_t colon = line.find(':');
-  if (colon == 0 || colon == std::string_view::npos) {
+  const char* const colon = findColonBlank(line);
+  if (colon == nullptr || colon == line.data()) {
     return false;
   }
-  OrdinaryText text(line.data() + colon - 1, line.data() + line.size());
-  if (!text.skipDigit() || !text.literal(": mm_filemap_")) {
+  // After the time. No "_page_cache: " is before it, and the digit says that it ends none.
+  OrdinaryText text(colon - 1, line.data() + line.size());
+  if (!text.skipDigit()) {
     return false;
   }
-  event.added = text.literal("add_to_page_cache: ");
-  return (event.added || text.literal("delete_from_page_cache: ")) &&
+  event.added = text.literal(": mm_filemap_add_to_page_cache: dev ");
+  return (event.added || text.literal(": mm_filemap_delete_from_page_cache: dev ")) &&
          scanOrdinaryFile(text, event.file);
 }
 
-}  // namespace
-
-std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
+// Any line. Not inlined, for its registers would have to be saved for every ordinary line, too.
+__attribute__((noinline)) std::optional<PageCacheEvent> scanAnyLine(std::string_view line) {
   PageCacheEvent event{};
-  if (scanOrdinaryLine(line, event)) {
-    return event;
-  }
   constexpr std::string_view kEvent = "_page_cache: ";
   const size_t at = line.find(kEvent);
   if (at == std::string_view::npos) {
@@ -122,6 +131,16 @@ std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
     return std::nullopt;
   }
   return event;
+}
+
+}  // namespace
+
+std::optional<PageCacheEvent> parsePageCacheEvent(std::string_view line) {
+  PageCacheEvent event{};
+  if (scanOrdinaryLine(line, event)) {
+    return event;
+  }
+  return scanAnyLine(line);
 }
 
 std::string pageCacheKey(const PageCacheFile& file) {

@@ -55,6 +55,13 @@ TEST(PageCacheEvent, realRemoval) {
             "- 254:0_131");
 }
 
+// The same of a thread with the name that is given.
+std::string lineOf(const std::string& thread) {
+  return thread +
+         "-1042    [003] ....    40.794419: mm_filemap_add_to_page_cache: dev 179:2 ino c "
+         "page=ffe0 pfn=262462 ofs=0\n";
+}
+
 // 5.14 to 5.16, of which there is no fixture.
 TEST(PageCacheEvent, mayHaveAPageAndAHexadecimalFrame) {
   EXPECT_EQ(eventOf(addition("dev 254:3 ino 1f page=00000000b2c8a1f7 pfn=0x10a2f ofs=8192")),
@@ -140,6 +147,18 @@ TEST(PageCacheEvent, ofAnOrdinaryLineBehindAnotherNameIsNone) {
   EXPECT_EQ(
       eventOf("x_page_cache: mm_filemap_add_to_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6\n"),
       kNone);
+}
+
+TEST(PageCacheEvent, threadNameMayHaveColons) {
+  for (const char* thread :
+       {"Binder:1042_1", "kworker/0:1", "kworker/u8:2", "::", "7: a", "a: 7: "}) {
+    EXPECT_EQ(eventOf(lineOf(thread)), "+ 179:2_12") << thread;
+  }
+}
+
+TEST(PageCacheEvent, threadNameMayBeReadAsAnEvent) {
+  EXPECT_EQ(eventOf(lineOf("o_page_cache: ")), kNone);
+  EXPECT_EQ(eventOf(lineOf("x_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6 ")), "- 1:2_3");
 }
 
 TEST(PageCacheEvent, nameWithoutABlankHasNone) {
@@ -297,7 +316,10 @@ OddLines oddLines() {
   const std::vector<std::string> blanks = {" ", " ", " ", " ", "", "  ", "\t", "\n"};
   return {real,
           "0123456789abcdefx :=-+()\t\npgnoiv",
-          {{"mm_filemap_add_to", "mm_filemap_delete_from", "o", "x", ""},
+          {{"cat-204 [000] .... 40.794419: ", "Binder:1042_1-7 [001] d... 5.000001: ",
+            "kworker/0:1-7 [0] .... 7: ", "a: b-7 [0] .... 7: ", "7: ", "7: 7: ", ": ",
+            "_page_cache: ", "o_page_cache: dev 1:2 ino 3 page=4 pfn=5 ofs=6: ", ""},
+           {"mm_filemap_add_to", "mm_filemap_delete_from", "o", "x", ""},
            {"_page_cache: ", "_page_cache: ", "_page_cache: ", "_page_cache:", "page_cache: "},
            {"dev", "dev", "dev", "dev", "de"},
            blanks,
