@@ -11,6 +11,7 @@
 
 #include "bench/floors.h"
 #include "collector/stats_collector.h"
+#include "proc/print_process_report.h"
 #include "proc/process_report.h"
 #include "proc/read_cpu.h"
 #include "proc/sample_processes.h"
@@ -20,18 +21,19 @@ namespace tarnwick::bench {
 
 namespace {
 
-// Takes snapshots as measurements do: the records of the one before are dropped.
+// What processes are in a measurement of a loop: the snapshot, its subtraction from the one before,
+// whose records are dropped, and the report.
 void takeSnapshots(benchmark::State& state, int32_t targetPid, const char* directory) {
   StatsCollector collector;
+  collector.useStdout = true;
   collector.targetPid = targetPid;
-  ProcessMap before;
-  ProcessMap after;
   for ([[maybe_unused]] const auto round : state) {
-    before.clear();
-    std::swap(before, after);
-    sampleProcesses(collector, directory, after);
+    collector.processesBefore.clear();
+    std::swap(collector.processesBefore, collector.processesAfter);
+    sampleProcesses(collector, directory, collector.processesAfter);
+    printProcessReport(collector);
   }
-  state.counters["entries"] = static_cast<double>(after.size());
+  state.counters["entries"] = static_cast<double>(collector.processesAfter.size());
 }
 
 void walk(benchmark::State& state, const char* directory, const std::vector<const char*>& files) {
