@@ -28,6 +28,12 @@
 
 namespace tarnwick {
 
+// An open folder of kernel files.
+struct KernelFolder {
+  int fd;
+  std::string path;  // for messages; ends in "/"
+};
+
 // The one object that a run revolves around: what the options ask for, the snapshot of every source
 // before and after the interval, and the order in which they are taken and printed.
 //
@@ -63,6 +69,10 @@ class StatsCollector final : public ReportSink {
   // The same without filling the buffer first. Returns the text, which is empty when there was
   // nothing to read.
   std::string_view readKernelText(const char* path, std::span<char> buffer);
+
+  // The same of a file that is named within an open folder, which saves the kernel the way there.
+  std::string_view readKernelTextAt(const KernelFolder& folder, const char* name,
+                                    std::span<char> buffer);
 
   // Writes a value to a kernel control file with one open, one write and one close. A file that
   // does not take it whole ends the process with a message and status 1: a half-configured kernel
@@ -160,7 +170,8 @@ class StatsCollector final : public ReportSink {
   std::vector<char> statText;
 
  private:
-  int64_t readOnce(const char* path, std::span<char> buffer);
+  // Reads and closes a file that was just opened, of the path `folder` + `name`.
+  int64_t readOnce(int fd, const char* folder, const char* name, std::span<char> buffer);
   void printReport();
   void printMemoryReport();
   void printNetworkReport();

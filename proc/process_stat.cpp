@@ -72,6 +72,18 @@ bool scanOrdinaryStat(std::string_view text, ProcessRecord& record) {
 
 }  // namespace
 
+std::optional<int32_t> parseTaskId(const char* name) {
+  uint32_t number = 0;
+  const char* at = name;
+  for (; *at >= '0' && *at <= '9'; ++at) {
+    number = number * 10 + static_cast<uint32_t>(*at - '0');
+  }
+  if (at == name || *at != '\0') {
+    return std::nullopt;
+  }
+  return static_cast<int32_t>(number);
+}
+
 void parseProcessStat(std::string_view text, ProcessRecord& record) {
   record.name.fill('\0');
   if (!scanOrdinaryStat(text, record)) {

@@ -1,10 +1,16 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "proc/process_record.h"
 
 namespace tarnwick {
+
+// The process or thread id that an entry of /proc or /proc/PID/task names: decimal digits and
+// nothing else. Only its low 32 bits count. Pure.
+std::optional<int32_t> parseTaskId(const char* name);
 
 // Fills the stat fields of a record from the text of /proc/PID/stat (or /proc/PID/task/TID/stat)
 // and sums up `total`. The text is read as by the scan format

@@ -7,6 +7,8 @@
 #include <charconv>
 #include <memory>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "collector/stats_collector.h"
@@ -16,50 +18,28 @@ namespace tarnwick {
 
 namespace {
 
-// "/proc/", "/task/" and "/schedstat", two numbers of up to 11 characters, and the NUL.
-using Path = std::array<char, 45>;
 using FileText = std::array<char, 4096>;
 
-char* append(char* end, std::string_view text) {
-  return std::copy(text.begin(), text.end(), end);
-}
+// A number of up to 11 characters, "/schedstat" and the NUL.
+using TaskPath = std::array<char, 22>;
 
-char* append(char* end, int32_t number) {
+// "ID/FILE". Put together by hand, since it is made for every process of every snapshot.
+TaskPath taskPath(int32_t id, std::string_view file) {
   constexpr ptrdiff_t kLongest = 11;
-  return std::to_chars(end, end + kLongest, number).ptr;
-}
-
-// "/proc/ID/FILE" or "/proc/TARGET/task/ID/FILE". Put together by hand, since it is made for every
-// process of every snapshot.
-Path taskPath(const StatsCollector& collector, int32_t id, std::string_view file) {
-  Path path;
-  char* end = append(path.data(), "/proc/");
-  if (collector.targetPid != -1) {
-    end = append(append(end, collector.targetPid), "/task/");
-  }
-  *append(append(append(end, id), "/"), file) = '\0';
+  TaskPath path;
+  char* end = std::to_chars(path.data(), path.data() + kLongest, id).ptr;
+  *end++ = '/';
+  *std::copy(file.begin(), file.end(), end) = '\0';
   return path;
-}
-
-// The number that a name consists of.
-std::optional<int32_t> toNumber(const char* name) {
-  uint32_t number = 0;
-  const char* at = name;
-  for (; *at >= '0' && *at <= '9'; ++at) {
-    number = number * 10 + static_cast<uint32_t>(*at - '0');
-  }
-  if (at == name || *at != '\0') {
-    return std::nullopt;
-  }
-  return static_cast<int32_t>(number);
 }
 
 }  // namespace
 
-bool readProcessStat(StatsCollector& collector, int32_t id, ProcessRecord& record) {
-  const Path path = taskPath(collector, id, "stat");
+bool readProcessStat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
+                     ProcessRecord& record) {
   FileText buffer;
-  const std::string_view text = collector.readKernelText(path.data(), buffer);
+  const std::string_view text =
+      collector.readKernelTextAt(tasks, taskPath(id, "stat").data(), buffer);
   if (text.empty()) {
     return false;
   }
@@ -67,32 +47,34 @@ bool readProcessStat(StatsCollector& collector, int32_t id, ProcessRecord& recor
   return true;
 }
 
-int readProcessSchedstat(StatsCollector& collector, int32_t id, ProcessRecord& record) {
-  const Path path = taskPath(collector, id, "schedstat");
-  FileText text;
-  return parseProcessSchedstat(collector.readKernelText(path.data(), text), record);
+int readProcessSchedstat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
+                         ProcessRecord& record) {
+  FileText buffer;
+  return parseProcessSchedstat(
+      collector.readKernelTextAt(tasks, taskPath(id, "schedstat").data(), buffer), record);
 }
 
 void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMap& map) {
   if (!collector.procCpu) {
     return;
   }
-  const std::unique_ptr<DIR, int (*)(DIR*)> tasks(opendir(directory), closedir);
-  if (tasks == nullptr) {
+  const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(directory), closedir);
+  if (entries == nullptr) {
     return;
   }
+  const KernelFolder tasks = {dirfd(entries.get()), std::string(directory) + '/'};
   ProcessMap::Entries records;
-  while (const dirent* entry = readdir(tasks.get())) {
-    const std::optional<int32_t> id = toNumber(entry->d_name);
+  while (const dirent* entry = readdir(entries.get())) {
+    const std::optional<int32_t> id = parseTaskId(entry->d_name);
     if (!id) {
       continue;
     }
     android::sp<ProcessRecord> record = new ProcessRecord;
-    if (!readProcessStat(collector, *id, *record)) {
+    if (!readProcessStat(collector, tasks, *id, *record)) {
       continue;
     }
     if (collector.targetPid != -1) {
-      readProcessSchedstat(collector, *id, *record);
+      readProcessSchedstat(collector, tasks, *id, *record);
     }
     records.emplace_back(*id, std::move(record));
   }

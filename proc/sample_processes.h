@@ -7,6 +7,7 @@
 namespace tarnwick {
 
 class StatsCollector;
+struct KernelFolder;
 
 // Fills the map with one new record for each numeric entry of a directory: "/proc", or the task
 // directory of the process that the collector watches. Does nothing when process statistics are off
@@ -14,12 +15,14 @@ class StatsCollector;
 // read and close a process, two of each a thread.
 void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMap& map);
 
-// Fills the stat fields from /proc/ID/stat, or of a thread from the task directory of the watched
-// process. Returns false when there was nothing to read.
-bool readProcessStat(StatsCollector& collector, int32_t id, ProcessRecord& record);
+// Fills the stat fields from ID/stat in the folder of the tasks, which is /proc or the task
+// directory of the watched process. Returns false when there was nothing to read.
+bool readProcessStat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
+                     ProcessRecord& record);
 
-// Fills the schedstat fields likewise; they stay as they are when the file cannot be read. Returns
-// the number of fields that were there.
-int readProcessSchedstat(StatsCollector& collector, int32_t id, ProcessRecord& record);
+// Fills the schedstat fields from ID/schedstat likewise; they stay as they are when the file cannot
+// be read. Returns the number of fields that were there.
+int readProcessSchedstat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
+                         ProcessRecord& record);
 
 }  // namespace tarnwick

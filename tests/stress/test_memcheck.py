@@ -6,6 +6,7 @@ the report does not come from anywhere, that is the first. It also tells of memo
 
 import os
 import random
+import re
 import shutil
 import unittest
 
@@ -34,8 +35,10 @@ class Memcheck(ModeTest):
         with self.begin(mode, self.PREFIX) as program:
             if refused:
                 path, call = refused
+                # The files of a process or thread are opened relative to its folder.
+                relative = re.sub(r"^/proc/(5/task/)?(?=\d+/\w+$)", "", path)
                 strace = ["strace", "-f", "--quiet=all", "-o", self.device.path("/data/strace"),
-                          "-P", path, "-P", self.path_of_descriptors(program, path),
+                          "-P", path, "-P", relative, "-P", self.path_of_descriptors(program, path),
                           "-e", f"trace={call}", "-e", f"inject={call}:error=EIO"]
             self.measure_to_end(program, strace)
         findings = self.device.read(LOG)

@@ -1,10 +1,13 @@
 #include "proc/sample_processes.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -19,15 +22,18 @@ namespace {
 // Above the largest process id of any kernel.
 constexpr int32_t kNobody = 1 << 30;
 
-// A directory with empty files. What a walk takes from a directory is its names; the files that it
-// reads are always those of /proc.
-class Directory : public TemporaryDirectory {
+// A directory of tasks with the names that are given. This process is in the place of the first
+// one, the others are empty files.
+class Tasks : public TemporaryDirectory {
  public:
-  explicit Directory(const std::vector<std::string>& names) {
-    for (const std::string& name : names) {
-      std::ofstream file(std::string(path()) + "/" + name);
+  explicit Tasks(const std::vector<std::string>& names) {
+    std::filesystem::create_symlink("/proc/self", pathOf(names.front()));
+    for (size_t i = 1; i < names.size(); ++i) {
+      std::ofstream file(pathOf(names[i]));
     }
   }
+
+  std::string pathOf(const std::string& name) const { return std::string(path()) + "/" + name; }
 };
 
 std::set<int32_t> idsOf(const ProcessMap& map) {
@@ -55,31 +61,55 @@ TEST_F(SampleProcesses, findsThisProcess) {
 
 TEST_F(SampleProcesses, takesOnlyNamesOfDigits) {
   const std::string id = std::to_string(self_);
-  const Directory directory({id, id + "x", "x" + id, "+1", "self", "-1", "1.5"});
-  sampleProcesses(collector_, directory.path(), map_);
+  const Tasks tasks({id, id + "x", "x" + id, "+1", "self", "-1", "1.5"});
+  sampleProcesses(collector_, tasks.path(), map_);
   EXPECT_EQ(idsOf(map_), std::set<int32_t>{self_});
 }
 
 TEST_F(SampleProcesses, leavesOutAProcessThatVanished) {
-  sampleProcesses(collector_, Directory({std::to_string(kNobody)}).path(), map_);
+  sampleProcesses(collector_, Tasks({"self", std::to_string(kNobody)}).path(), map_);
   EXPECT_TRUE(map_.empty());
 }
 
 TEST_F(SampleProcesses, isSilentAboutAProcessThatVanished) {
-  sampleProcesses(collector_, Directory({std::to_string(kNobody)}).path(), map_);
+  sampleProcesses(collector_, Tasks({"self", std::to_string(kNobody)}).path(), map_);
   EXPECT_TRUE(logRecords().empty());
+}
+
+TEST_F(SampleProcesses, isSilentAboutAFileThatIsMissing) {
+  const Tasks tasks({"self"});
+  std::filesystem::create_directory(tasks.pathOf("7"));
+  sampleProcesses(collector_, tasks.path(), map_);
+  EXPECT_TRUE(map_.empty() && logRecords().empty());
+}
+
+TEST_F(SampleProcesses, complainsWithTheWholePath) {
+  const Tasks tasks({"self"});
+  std::filesystem::create_directories(tasks.pathOf("7/stat"));
+  sampleProcesses(collector_, tasks.path(), map_);
+  EXPECT_EQ(logText(), "Error opening " + tasks.pathOf("7/stat") + ": Is a directory (21)\n");
+}
+
+TEST_F(SampleProcesses, leavesNoDescriptorOpen) {
+  const auto openDescriptors = [] {
+    const std::filesystem::directory_iterator entries("/proc/self/fd");
+    return std::distance(begin(entries), end(entries));
+  };
+  const auto before = openDescriptors();
+  sampleProcesses(collector_, "/proc", map_);
+  EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(SampleProcesses, replacesAnOlderRecord) {
   const android::sp<ProcessRecord> old = new ProcessRecord;
   map_[self_] = old;
-  sampleProcesses(collector_, Directory({std::to_string(self_)}).path(), map_);
+  sampleProcesses(collector_, Tasks({std::to_string(self_)}).path(), map_);
   EXPECT_NE(map_.at(self_), old);
 }
 
 TEST_F(SampleProcesses, keepsOtherRecords) {
   map_[kNobody] = new ProcessRecord;
-  sampleProcesses(collector_, Directory({std::to_string(self_)}).path(), map_);
+  sampleProcesses(collector_, Tasks({std::to_string(self_)}).path(), map_);
   EXPECT_EQ(idsOf(map_), (std::set<int32_t>{self_, kNobody}));
 }
 
@@ -96,7 +126,7 @@ TEST_F(SampleProcesses, findsNothingInADirectoryThatIsGone) {
 }
 
 TEST_F(SampleProcesses, leavesSchedstatOutForProcesses) {
-  sampleProcesses(collector_, Directory({std::to_string(self_)}).path(), map_);
+  sampleProcesses(collector_, Tasks({std::to_string(self_)}).path(), map_);
   const ProcessRecord& record = *map_.at(self_);
   EXPECT_TRUE(record.runNs == 0 && record.waitNs == 0 && record.switches == 0);
 }
@@ -107,12 +137,6 @@ TEST_F(SampleProcesses, takesThreadsFromTheWatchedProcess) {
   EXPECT_TRUE(map_.contains(self_));
 }
 
-TEST_F(SampleProcesses, takesNoThreadThatTheWatchedProcessLacks) {
-  collector_.targetPid = self_;
-  sampleProcesses(collector_, Directory({std::to_string(getppid())}).path(), map_);
-  EXPECT_TRUE(map_.empty());
-}
-
 TEST_F(SampleProcesses, takesSchedstatOfThreads) {
   if (access("/proc/self/schedstat", R_OK) != 0) {
     GTEST_SKIP() << "this kernel has no schedstat";
@@ -120,25 +144,43 @@ TEST_F(SampleProcesses, takesSchedstatOfThreads) {
   // The kernel brings the run time up to date when it looks for another task, not when it is read.
   sched_yield();
   collector_.targetPid = self_;
-  sampleProcesses(collector_, Directory({std::to_string(self_)}).path(), map_);
+  sampleProcesses(collector_, Tasks({std::to_string(self_)}).path(), map_);
   EXPECT_GT(map_.at(self_)->runNs, 0);
 }
 
-TEST_F(SampleProcesses, readingStatOfNobodyFails) {
-  const android::sp<ProcessRecord> record = new ProcessRecord;
-  EXPECT_FALSE(readProcessStat(collector_, kNobody, *record));
+TEST_F(SampleProcesses, takesTheFiguresFromTheDirectory) {
+  const Tasks tasks({"self"});
+  std::filesystem::create_directory(tasks.pathOf("7"));
+  std::ofstream(tasks.pathOf("7/stat")) << "7 (worker) S 5 0 0 0 0 0 11 0 22 0 40 2\n";
+  std::ofstream(tasks.pathOf("7/schedstat")) << "97000 145000 134\n";
+  collector_.targetPid = kNobody;
+  sampleProcesses(collector_, tasks.path(), map_);
+  const ProcessRecord& record = *map_.at(7);
+  EXPECT_EQ(record.minFaults, 11);
+  EXPECT_EQ(record.utime, 40);
+  EXPECT_EQ(record.waitNs, 145000);
 }
 
-TEST_F(SampleProcesses, readingSchedstatOfNobodyGivesNoFields) {
-  const android::sp<ProcessRecord> record = new ProcessRecord;
-  EXPECT_EQ(readProcessSchedstat(collector_, kNobody, *record), 0);
+class ReadProcess : public SampleProcesses {
+ protected:
+  ~ReadProcess() override { close(proc_.fd); }
+
+  const KernelFolder proc_ = {open("/proc", O_RDONLY | O_DIRECTORY | O_CLOEXEC), "/proc/"};
+  const android::sp<ProcessRecord> record_ = new ProcessRecord;
+};
+
+TEST_F(ReadProcess, statOfNobodyFails) {
+  EXPECT_FALSE(readProcessStat(collector_, proc_, kNobody, *record_));
 }
 
-TEST_F(SampleProcesses, readingSchedstatOfNobodyKeepsTheFields) {
-  const android::sp<ProcessRecord> record = new ProcessRecord;
-  record->switches = 7;
-  readProcessSchedstat(collector_, kNobody, *record);
-  EXPECT_EQ(record->switches, 7);
+TEST_F(ReadProcess, schedstatOfNobodyGivesNoFields) {
+  EXPECT_EQ(readProcessSchedstat(collector_, proc_, kNobody, *record_), 0);
+}
+
+TEST_F(ReadProcess, schedstatOfNobodyKeepsTheFields) {
+  record_->switches = 7;
+  readProcessSchedstat(collector_, proc_, kNobody, *record_);
+  EXPECT_EQ(record_->switches, 7);
 }
 
 }  // namespace

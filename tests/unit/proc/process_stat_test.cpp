@@ -33,6 +33,16 @@ std::string numberedStat(const std::string& name = "name") {
   return text + '\n';
 }
 
+TEST(TaskId, isDecimal) {
+  EXPECT_EQ(parseTaskId("4194304"), 4194304);
+}
+
+TEST(TaskId, isNothingButDigits) {
+  for (const char* name : {"", "self", "12x", "x12", "+1", "-1", "1.5", " 1", "1 ", "/", ":"}) {
+    EXPECT_EQ(parseTaskId(name), std::nullopt) << name;
+  }
+}
+
 TEST(ProcessStat, idIsTheFirstField) {
   EXPECT_EQ(statOf(numberedStat()).id, 1);
 }
