@@ -64,6 +64,17 @@ class OrdinaryText {
     return count <= kMostDigits ? count : 0;
   }
 
+  // A number of exactly `kCount` digits, up to 7. Saves 18 of 46 instructions at 6 digits.
+  template <int kCount>
+  bool digits(uint64_t& out) {
+    if (end_ - at_ < 8 || EightCharacters(at_).digits() != kCount) {
+      return false;
+    }
+    out = EightCharacters(at_).number(kCount);
+    at_ += kCount;
+    return true;
+  }
+
   bool integer(int32_t& out) {
     uint64_t value = 0;
     if (number(value) == 0 || value > std::numeric_limits<int32_t>::max()) {

@@ -72,7 +72,7 @@ bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
   }
   // So few characters, and none of them "=": nothing that is looked for further on.
   constexpr int kMostFlags = 5;
-  constexpr ptrdiff_t kDecimals = 6;
+  constexpr int kDecimals = 6;
   constexpr uint64_t kMillion = 1000000;
   int32_t seconds = 0;
   uint64_t micros = 0;
@@ -80,7 +80,7 @@ bool scanOrdinaryLine(std::string_view line, SchedEvent& event) {
     return false;
   }
   text.blanks();
-  if (!text.integer(seconds) || !text.literal(".") || text.number(micros) != kDecimals ||
+  if (!text.integer(seconds) || !text.literal(".") || !text.digits<kDecimals>(micros) ||
       !text.literal(": sched_stat_") || !scanKind(text, event.kind)) {
     return false;
   }
