@@ -13,7 +13,7 @@ THREAD_SUMS = re.compile(r"(before|after) tid=(\d+) name=.* run=(\d+) delay=(\d+
 class Report(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.out = Guest("report.sh").out
+        cls.out = Guest("report.sh", steady=True).out
         cls.first, cls.second = cls.out["report"].split(SEPARATOR)[1:]
 
     def both(self, pattern):
@@ -156,7 +156,8 @@ class Report(unittest.TestCase):
             self.assertEqual(total, user + kernel + idle + iowait)
             # The kernel counts work by its ticks, and an emulated CPU that works can miss some of them.
             self.assertGreater(total, interval * 0.3, report)
-            self.assertLess(total, interval + 200, report)
+            # After another CPU went off, 5.10 has counted up to 1.43 times the interval for one that idled.
+            self.assertLess(total, interval * 1.5 + 200, report)
         self.assertGreater(int(cpus[0][1]) + int(cpus[0][2]), 300)
         self.assertTrue(ALL_CPUS.search(report))
 
