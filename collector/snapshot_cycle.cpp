@@ -14,6 +14,7 @@
 #include "sysstat/counter_math.h"
 #include "trace/block_source.h"
 #include "trace/trace_control.h"
+#include "trace/trace_control.h"
 
 namespace tarnwick {
 
@@ -135,6 +136,7 @@ void StatsCollector::endSample() {
     const StdoutSection section;
     fflush(stdout);
   }
+  printTraceLosses();
 }
 
 // The after side stays: it is the next before side.

@@ -14,6 +14,7 @@
 #include "collector/stats_collector.h"
 #include "trace/drain_request.h"
 #include "trace/lock.h"
+#include "trace/lost_events.h"
 #include "trace/page_cache_event.h"
 #include "trace/sched_event.h"
 #include "trace/stream_reader.h"
@@ -79,15 +80,17 @@ void takeSchedEvent(std::string_view line) {
   if (!event) {
     return;
   }
+  const bool makesRecord = event->value >= 1 && event->value <= TraceRecord::kLongestDuration;
   NameTable::Id* const name = nameOfThread(event->tid);
   if (name == nullptr) {
+    gTraceLosses.unresolved += makesRecord ? 1U : 0U;
     return;
   }
   // It is nearly always the one that the thread had before.
   if (gTraceNames.name(*name) != event->comm) {
     *name = gTraceNames.idOf(event->comm);
   }
-  if (event->value < 1 || event->value > TraceRecord::kLongestDuration) {
+  if (!makesRecord) {
     return;
   }
   TraceRecord record;
@@ -122,6 +125,13 @@ void takePageCacheEvent(std::string_view line) {
     count = &gPageCacheCounts[pageCacheKey(event->file)];
   }
   ++(event->added ? count->adds : count->deletes);
+}
+
+void takeLostEvents(std::string_view line) {
+  if (const std::optional<LostEvents> lost = parseLostEvents(line)) {
+    gTraceLosses.overwritten += lost->count.value_or(0);
+    gTraceLosses.overwrittenUnknown += lost->count ? 0U : 1U;
+  }
 }
 
 void writeTraceFile() {
@@ -172,6 +182,7 @@ void* pipe_thread(void* /*unused*/) {
   // The kernel gives less at a time.
   constexpr size_t kBlockSize = size_t{64} * 1024;
   const auto takeLine = [](std::string_view line) {
+    takeLostEvents(line);
     if (gTraceSched) {
       takeSchedEvent(line);
     }

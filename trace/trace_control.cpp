@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 
 #include "collector/stats_collector.h"
 #include "trace/logcat_thread.h"
@@ -96,6 +97,12 @@ void stopTracing(StatsCollector& collector) {
     stopLogcatThread(collector);
   }
   stopPipeThread(collector);
+}
+
+void printTraceLosses() {
+  const std::string lines = formatTraceLosses(gTraceLosses);
+  fwrite(lines.data(), 1, lines.size(), stderr);
+  gTraceLosses = {};
 }
 
 }  // namespace tarnwick

@@ -26,4 +26,8 @@ void startTracing(StatsCollector& collector);
 // Does nothing when neither flag is set.
 void stopTracing(StatsCollector& collector);
 
+// Prints what the trace of the measurement that has ended lacks to standard error, and zeroes the
+// counts. Prints nothing where nothing was lost.
+void printTraceLosses();
+
 }  // namespace tarnwick

@@ -9,6 +9,7 @@ std::map<int32_t, int32_t>& gTidToTgid = *new std::map<int32_t, int32_t>;
 std::map<int32_t, std::string>& gTgidNames = *new std::map<int32_t, std::string>;
 std::map<int32_t, NameTable::Id>& gTidNames = *new std::map<int32_t, NameTable::Id>;
 NameTable& gTraceNames = *new NameTable;
+TraceLosses& gTraceLosses = *new TraceLosses;
 pthread_mutex_t gTgidNamesMutex = PTHREAD_MUTEX_INITIALIZER;
 NameTable& gKpiNames = *new NameTable;
 PageCacheCounts& gPageCacheCounts = *new PageCacheCounts;

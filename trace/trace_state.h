@@ -8,6 +8,7 @@
 
 #include "trace/name_table.h"
 #include "trace/page_cache_report.h"
+#include "trace/trace_losses.h"
 #include "trace/trace_record.h"
 
 namespace tarnwick {
@@ -26,6 +27,11 @@ extern std::map<int32_t, int32_t>& gTidToTgid;
 extern std::map<int32_t, std::string>& gTgidNames;
 extern std::map<int32_t, NameTable::Id>& gTidNames;
 extern NameTable& gTraceNames;
+
+// What the trace of this measurement lacks. The pipe thread counts; after its end the main thread
+// prints and zeroes it. The log thread counts as well, so gTraceMutex guards overMemory and
+// outOfMemory.
+extern TraceLosses& gTraceLosses;
 
 // Guards gTgidNames: the log thread reads it at its end while the pipe thread may add to it.
 extern pthread_mutex_t gTgidNamesMutex;

@@ -1,0 +1,68 @@
+"""What a trace lacks, as standard error says it at the end of a measurement."""
+
+from trace_device import TraceTest, sched
+
+LOST = "CPU:{} [LOST {} EVENTS]\n"
+PREFIX = "tarnwick: trace: "
+
+
+class LossTest(TraceTest):
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
+
+    def losses(self, *lines, options=("--systrace",)):
+        """What one measurement with these lines prints to standard error."""
+        with self.start("--enter", *options) as program:
+            program.wait_until_waiting()
+            self.send(*lines)
+            program.type("\n")
+            self.output = program.finish()
+            return program.errors()
+
+
+class Losses(LossTest):
+    def test_nothing_is_said_where_nothing_was_lost(self):
+        self.assertEqual(self.losses(sched("wait", 7, "p", 5)), "")
+
+    def test_events_that_the_kernel_counted(self):
+        for option in ("--systrace", "--block-dump"):
+            with self.subTest(option):
+                self.assertEqual(
+                    self.losses(LOST.format(1, 2825), sched("wait", 7, "p", 5), LOST.format(0, 10),
+                                options=(option,)),
+                    PREFIX + "2835 events lost: kernel buffer full\n")
+
+    def test_events_that_the_kernel_did_not_count(self):
+        self.assertEqual(self.losses("CPU:1 [LOST EVENTS]\n", "CPU:0 [LOST EVENTS]\n"),
+                         PREFIX + "events lost 2 times, number unknown: kernel buffer full\n")
+
+    def test_events_between_losses_are_recorded(self):
+        self.losses(LOST.format(1, 1), sched("wait", 7, "p", 5), "CPU:1 [LOST EVENTS]\n",
+                    sched("wait", 7, "p", 6))
+        self.assertEqual(len(self.records().splitlines()), 2)
+
+    def test_events_of_threads_that_are_not_there(self):
+        self.device.write("/proc/10/status", "Tgid:\t11\n")
+        self.assertEqual(
+            self.losses(*(sched("wait", tid, "x", 5) for tid in (7, 8, 9, 10, 8))),
+            PREFIX + "4 events skipped: thread ended before it was looked up\n")
+
+    def test_events_that_leave_no_record_anyway_are_not_lost(self):
+        self.assertEqual(self.losses(*(sched("wait", 8, "x", value) for value in (0, 300000001, -5))), "")
+
+    def test_standard_output_says_nothing(self):
+        self.losses(LOST.format(1, 2825), sched("wait", 8, "x", 5))
+        self.assertNotIn("lost", self.output)
+        self.assertNotIn("skipped", self.output)
+
+    def test_losses_are_those_of_one_measurement(self):
+        with self.start("--sig", "--systrace") as program:
+            for lines in ([LOST.format(1, 3)], [sched("wait", 7, "p", 5)], [LOST.format(1, 4)]):
+                program.toggle()
+                self.send(*lines)
+                program.toggle()
+            program.interrupt()
+            errors = program.errors()
+        self.assertEqual(errors, "".join(PREFIX + f"{count} events lost: kernel buffer full\n"
+                                         for count in (3, 4)))
