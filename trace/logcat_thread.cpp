@@ -64,9 +64,11 @@ void takeLine(std::string_view line) {
   record.duration = 1000000;
   record.kind = TraceRecordKind::kKpi;
   record.tid = applicationPid(*kpi);
-  const Lock lock(gTraceMutex);
-  record.name = gKpiNames.idOf(kpi->tag);
-  gTraceRecords.append(record);
+  {
+    const Lock lock(gTraceMutex);
+    record.name = gKpiNames.idOf(kpi->tag);
+  }
+  appendTraceRecord(record);
 }
 
 // The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id.

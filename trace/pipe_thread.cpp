@@ -100,10 +100,7 @@ void takeSchedEvent(std::string_view line) {
   record.cpu = event->cpu;
   record.tid = event->tid;
   record.name = *name;
-  {
-    const Lock lock(gTraceMutex);
-    gTraceRecords.append(record);
-  }
+  appendTraceRecord(record);
   if (!gFirstTraceSeen) {
     puts("Received first trace message...");
     gFirstTraceSeen = true;

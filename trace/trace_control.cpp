@@ -1,13 +1,18 @@
 #include "trace/trace_control.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 
 #include "collector/stats_collector.h"
+#include "sysstat/kernel_text.h"
 #include "trace/logcat_thread.h"
+#include "trace/memory_limit.h"
 #include "trace/pipe_thread.h"
 #include "trace/trace_state.h"
 
@@ -66,10 +71,27 @@ std::string findTracingDirectory() {
   return onlyTracefs ? kTracefs : kDebugfs;
 }
 
+void limitMemory() {
+  // MemAvailable is among the first lines.
+  std::array<char, 4096> text;
+  ssize_t got = 0;
+  const int fd = open("/proc/meminfo", O_RDONLY | O_CLOEXEC);
+  if (fd >= 0) {
+    got = read(fd, text.data(), text.size());
+    close(fd);
+  }
+  const MemoryLimit limit = memoryLimitOf(
+      parseMemAvailable(kernelText(text.data(), static_cast<size_t>(std::max<ssize_t>(got, 0)))));
+  gTraceRecords.setLimit(limit.bytes);
+  gTraceLosses.memoryLimit = limit.bytes;
+  gTraceLosses.memoryLimitIsDefault = limit.isDefault;
+}
+
 }  // namespace
 
 void startTracing(StatsCollector& collector) {
   gTracingDirectory = findTracingDirectory();
+  limitMemory();
   if (collector.systrace) {
     startLogcatThread(collector);
   }

@@ -16,8 +16,9 @@ class StatsCollector;
 // only that one holds a mounted tracefs, as on devices whose kernel has no debugfs any more. See
 // the kernel's Documentation/trace/ftrace.rst.
 
-// Starts the threads, so that a reader is there when the first event arrives, and then switches on
-// what the collector's flags ask for.
+// Limits the memory of the records to a quarter of what is available now, or to
+// kDefaultMemoryLimit where the kernel does not say. Starts the threads, so that a reader is there
+// when the first event arrives, and then switches on what the collector's flags ask for.
 void startTracing(StatsCollector& collector);
 
 // Switches everything off, whichever flag is set, and ends the log thread, then the pipe thread.

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "trace/name_table.h"
@@ -37,18 +38,25 @@ static_assert(sizeof(TraceRecord) == 24);
 // The records in the order of their appending. It grows without moving what is in it.
 class TraceRecordList {
  public:
-  void append(const TraceRecord& record) {
-    if (chunks_.empty() || chunks_.back().size() == kChunkRecords) {
-      addChunk();
+  // False when the list is full and the record was dropped.
+  bool append(const TraceRecord& record) {
+    if (room_ == 0 && !addChunk()) {
+      return false;
     }
+    --room_;
     chunks_.back().push_back(record);
+    return true;
   }
+
+  // From how many bytes on the list is full; at first, never. Set while it is empty.
+  void setLimit(uint64_t bytes) { maxRecords_ = bytes / sizeof(TraceRecord); }
+
   size_t size() const {
     return chunks_.empty() ? 0 : (chunks_.size() - 1) * kChunkRecords + chunks_.back().size();
   }
   bool empty() const { return chunks_.empty(); }
 
-  // Frees the records.
+  // Frees the records. The limit stays.
   void clear();
 
   // Calls `visit` with each record.
@@ -64,9 +72,11 @@ class TraceRecordList {
  private:
   static constexpr size_t kChunkRecords = 8192;
 
-  void addChunk();
+  bool addChunk();
 
   std::vector<std::vector<TraceRecord>> chunks_;  // each with room for all its records at once
+  size_t room_ = 0;                               // in the last chunk
+  uint64_t maxRecords_ = std::numeric_limits<uint64_t>::max();
 };
 
 }  // namespace tarnwick

@@ -1,5 +1,7 @@
 #include "trace/trace_state.h"
 
+#include "trace/lock.h"
+
 namespace tarnwick {
 
 // NOLINTBEGIN(cert-err58-cpp): without memory at its start the process may well end
@@ -19,5 +21,10 @@ bool gTraceSched = false;
 bool gTracePageCache = false;
 bool gFirstTraceSeen = false;
 bool gKpiPidFound = false;
+
+void appendTraceRecord(const TraceRecord& record) {
+  const Lock lock(gTraceMutex);
+  gTraceLosses.overMemory += gTraceRecords.append(record) ? 0U : 1U;
+}
 
 }  // namespace tarnwick

@@ -33,6 +33,9 @@ extern NameTable& gTraceNames;
 // outOfMemory.
 extern TraceLosses& gTraceLosses;
 
+// Appends to gTraceRecords, or counts the record in gTraceLosses where there is no room.
+void appendTraceRecord(const TraceRecord& record);
+
 // Guards gTgidNames: the log thread reads it at its end while the pipe thread may add to it.
 extern pthread_mutex_t gTgidNamesMutex;
 

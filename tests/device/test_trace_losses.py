@@ -1,6 +1,6 @@
 """What a trace lacks, as standard error says it at the end of a measurement."""
 
-from trace_device import TraceTest, sched
+from trace_device import END_LOGCAT, TraceTest, kpi, sched
 
 LOST = "CPU:{} [LOST {} EVENTS]\n"
 PREFIX = "tarnwick: trace: "
@@ -10,6 +10,8 @@ class LossTest(TraceTest):
     def setUp(self):
         super().setUp()
         self.task(7, 7, "p")
+        # A stop may come before logcat runs.
+        self.tool("busybox", "exec 2>/dev/null\n" + END_LOGCAT)
 
     def losses(self, *lines, options=("--systrace",)):
         """What one measurement with these lines prints to standard error."""
@@ -66,3 +68,49 @@ class Losses(LossTest):
             errors = program.errors()
         self.assertEqual(errors, "".join(PREFIX + f"{count} events lost: kernel buffer full\n"
                                          for count in (3, 4)))
+
+
+class MemoryLimit(LossTest):
+    """Records are 24 bytes. The limit is a quarter of what is available."""
+
+    def test_newest_records_are_dropped(self):
+        self.device.write("/proc/meminfo", "MemTotal: 9 kB\nMemAvailable:          1 kB\n")
+        self.assertEqual(self.losses(*(sched("wait", 7, "p", number + 1) for number in range(25))),
+                         PREFIX + "15 records dropped: memory limit of 0 KB\n")
+        self.assertEqual([line.split("duration=")[1].split()[0] for line in self.records().splitlines()],
+                         [str(number + 1) for number in range(10)])
+        self.assertIn("body_temp=", self.output)
+
+    def test_names_are_followed_beyond_the_limit(self):
+        self.device.write("/proc/meminfo", "MemAvailable: 1 kB\n")
+        self.losses(*(sched("wait", 7, "p", number + 1) for number in range(10)), sched("wait", 7, "late", 5))
+        self.assertEqual(self.records().count("tid_name=late"), 10)
+
+    def test_log_lines_count(self):
+        self.device.write("/proc/meminfo", "MemAvailable: 0 kB\n")
+        self.log(kpi("AT-1", 5000), kpi("AT-5", 6000))
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.wait_until_logged()
+            program.type("\n")
+            program.finish()
+            self.assertEqual(program.errors(), PREFIX + "2 records dropped: memory limit of 0 KB\n")
+
+    def test_limit_is_that_of_the_start_of_the_measurement(self):
+        with self.start("--sig", "--systrace") as program:
+            for available, records in ((1, 10), (2, 21), (1, 10)):
+                self.device.write("/proc/meminfo", f"MemAvailable: {available} kB\n")
+                program.toggle()
+                self.device.write("/proc/meminfo", "MemAvailable: 9 kB\n")
+                self.send(*(sched("wait", 7, "p", number + 1) for number in range(30)))
+                program.toggle()
+                self.assertEqual(len(self.records().splitlines()), records)
+            program.interrupt()
+
+    def test_default_without_the_file_or_its_line(self):
+        for text in (None, "MemTotal: 1 kB\n"):
+            with self.subTest(text):
+                if text is not None:
+                    self.device.write("/proc/meminfo", text)
+                self.assertEqual(self.losses(sched("wait", 7, "p", 5)), "")
+                self.assertEqual(len(self.records().splitlines()), 1)

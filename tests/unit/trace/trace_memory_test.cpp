@@ -119,6 +119,18 @@ TEST(TraceRecordMemory, aMillionRecordsStayWhereTheyAre) {
   EXPECT_EQ(now, appended);
 }
 
+TEST(TraceRecordMemory, FullListTakesNoMoreThanItsLimit) {
+  for (const size_t records : {size_t{10}, size_t{8191}, size_t{100000}}) {
+    TraceRecordList list;
+    list.setLimit(records * sizeof(TraceRecord));
+    const size_t before = gBytesTaken;
+    while (list.append(TraceRecord())) {
+    }
+    // The list of chunks itself: 24 bytes each, and its smaller forerunners.
+    EXPECT_LE(gBytesTaken - before, records * sizeof(TraceRecord) + 2048);
+  }
+}
+
 TEST(TraceRecordMemory, clearFreesEverything) {
   TraceRecordList list;
   const int64_t before = gBlocks;

@@ -154,5 +154,43 @@ TEST(TraceRecordList, growsAnewAfterClear) {
   list.forEach([&next](const TraceRecord& record) { ASSERT_EQ(record.cpu, 2 + next++); });
 }
 
+TEST(TraceRecordList, IsFullAtItsLimit) {
+  TraceRecordList list;
+  list.setLimit(3 * sizeof(TraceRecord) + sizeof(TraceRecord) - 1);
+  appendRecords(list, 0, 3);
+  EXPECT_FALSE(list.append(recordNumber(3)));
+  EXPECT_EQ(cpusOf(list), (std::vector<int32_t>{2, 3, 4}));
+}
+
+TEST(TraceRecordList, LimitMayBeAnyNumberOfChunks) {
+  for (const size_t records : {size_t{8191}, size_t{8192}, size_t{8193}, size_t{20000}}) {
+    TraceRecordList list;
+    list.setLimit(records * sizeof(TraceRecord));
+    size_t appended = 0;
+    while (list.append(TraceRecord()) && appended <= records) {
+      ++appended;
+    }
+    EXPECT_EQ(appended, records);
+    EXPECT_EQ(list.size(), records);
+  }
+}
+
+TEST(TraceRecordList, LimitOfNothingTakesNothing) {
+  TraceRecordList list;
+  list.setLimit(0);
+  EXPECT_FALSE(list.append(TraceRecord()));
+  EXPECT_TRUE(list.empty());
+}
+
+TEST(TraceRecordList, LimitStaysAfterClear) {
+  TraceRecordList list;
+  list.setLimit(sizeof(TraceRecord));
+  appendRecords(list, 0, 1);
+  list.clear();
+  EXPECT_TRUE(list.append(recordNumber(7)));
+  EXPECT_FALSE(list.append(recordNumber(8)));
+  EXPECT_EQ(cpusOf(list), std::vector<int32_t>{9});
+}
+
 }  // namespace
 }  // namespace tarnwick
