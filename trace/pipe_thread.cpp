@@ -16,10 +16,10 @@
 #include "trace/lock.h"
 #include "trace/lost_events.h"
 #include "trace/page_cache_event.h"
+#include "trace/save_trace.h"
 #include "trace/sched_event.h"
 #include "trace/stream_reader.h"
 #include "trace/task_names.h"
-#include "trace/trace_file.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -131,25 +131,6 @@ void takeLostEvents(std::string_view line) {
   }
 }
 
-void writeTraceFile() {
-  // Not fopen, which lets anybody write the file where there is no umask.
-  const int fd = open("/data/trace.txt", O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-  FILE* const file = fd < 0 ? nullptr : fdopen(fd, "w");
-  if (file == nullptr) {
-    if (fd >= 0) {
-      close(fd);
-    }
-    return;
-  }
-  puts("Writing output to trace.txt...");
-  // The log thread has ended; the lock is there for what it wrote last.
-  const Lock lock(gTraceMutex);
-  writeTraceRecords(gTraceRecords, {gTidToTgid, gTgidNames, gTidNames, gTraceNames, gKpiNames},
-                    file);
-  fclose(file);
-  puts("Done writing output to trace.txt...");
-}
-
 void forgetMeasurement() {
   gKnownThreads.fill({});
   gTidToTgid.clear();
@@ -190,7 +171,7 @@ void* pipe_thread(void* /*unused*/) {
   StreamReader(fd, kBlockSize).run(takeLine, gDrainRequest);
   close(fd);
   if (gTraceSched) {
-    writeTraceFile();
+    saveTrace();
   }
   forgetMeasurement();
   return nullptr;

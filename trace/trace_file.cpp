@@ -1,9 +1,12 @@
 #include "trace/trace_file.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -15,13 +18,13 @@ namespace {
 // Lines in a buffer of their own, made without printf: a trace has millions of them.
 class LineBuffer {
  public:
-  explicit LineBuffer(FILE* out) : out_(out), buffer_(kSize) {}
+  explicit LineBuffer(const TraceFileOutput& out) : out_(out), buffer_(kSize) {}
   LineBuffer(const LineBuffer&) = delete;
   LineBuffer& operator=(const LineBuffer&) = delete;
-  ~LineBuffer() { flush(); }
 
-  // Makes room for what comes next: this many characters of text and a few numbers.
-  void begin(size_t textLength) {
+  // Makes room for a line: this many characters of text and a few numbers. False when the output
+  // takes no more.
+  bool begin(size_t textLength) {
     const size_t needed = textLength + kLongestNumbers;
     if (buffer_.size() - length_ < needed) {
       flush();
@@ -29,16 +32,25 @@ class LineBuffer {
         buffer_.resize(needed);
       }
     }
+    return !failed_;
+  }
+
+  void end() { lineEnds_.push_back(length_); }
+
+  // Hands over what is left.
+  WrittenRecords finish() {
+    flush();
+    return written_;
   }
 
   void text(std::string_view text) {
-    memcpy(end(), text.data(), text.size());
+    memcpy(position(), text.data(), text.size());
     length_ += text.size();
   }
 
   template <typename Integer>
   void number(Integer value) {
-    length_ = toLength(std::to_chars(end(), limit(), value).ptr);
+    length_ = toLength(std::to_chars(position(), limit(), value).ptr);
   }
 
   // As printf's "%.6f".
@@ -55,7 +67,7 @@ class LineBuffer {
       number(micros / kMillion);
       decimals(static_cast<uint32_t>(micros % kMillion));
     } else {
-      length_ += static_cast<size_t>(snprintf(end(), kLongestNumbers, "%.6f", value));
+      length_ += static_cast<size_t>(snprintf(position(), kLongestNumbers, "%.6f", value));
     }
   }
 
@@ -63,15 +75,13 @@ class LineBuffer {
   static constexpr size_t kSize = size_t{64} * 1024;
   static constexpr size_t kLongestNumbers = 512;  // a time of 309 digits, four more numbers, labels
 
-  char* end() { return buffer_.data() + length_; }
+  char* position() { return buffer_.data() + length_; }
   char* limit() { return buffer_.data() + buffer_.size(); }
-  size_t toLength(const char* position) const {
-    return static_cast<size_t>(position - buffer_.data());
-  }
+  size_t toLength(const char* at) const { return static_cast<size_t>(at - buffer_.data()); }
 
   // A point and the six digits of what is below a million.
   void decimals(uint32_t micros) {
-    char* const point = end();
+    char* const point = position();
     *point = '.';
     for (char* digit = point + 6; digit > point; --digit) {
       *digit = static_cast<char>('0' + micros % 10);
@@ -81,13 +91,25 @@ class LineBuffer {
   }
 
   void flush() {
-    fwrite(buffer_.data(), 1, length_, out_);
+    if (failed_) {
+      return;
+    }
+    const size_t taken = length_ == 0 ? 0 : out_({buffer_.data(), length_});
+    failed_ = taken < length_;
+    // Not a count of newlines: names may hold some.
+    const auto whole = std::upper_bound(lineEnds_.begin(), lineEnds_.end(), taken);
+    written_.records += static_cast<uint64_t>(whole - lineEnds_.begin());
+    written_.bytes += whole == lineEnds_.begin() ? 0 : *std::prev(whole);
+    lineEnds_.clear();
     length_ = 0;
   }
 
-  FILE* out_;
+  const TraceFileOutput& out_;
   std::vector<char> buffer_;
   size_t length_ = 0;
+  std::vector<size_t> lineEnds_;  // of the lines in the buffer
+  bool failed_ = false;
+  WrittenRecords written_;
 };
 
 // What the lines of a thread have in common.
@@ -99,7 +121,8 @@ struct Thread {
 
 class TraceFileWriter {
  public:
-  TraceFileWriter(const TraceNames& names, FILE* out) : names_(names), line_(out) {}
+  TraceFileWriter(const TraceNames& names, const TraceFileOutput& out)
+      : names_(names), line_(out) {}
 
   void write(const TraceRecord& record) {
     if (record.kind == TraceRecordKind::kKpi) {
@@ -122,6 +145,8 @@ class TraceFileWriter {
     }
   }
 
+  WrittenRecords finish() { return line_.finish(); }
+
  private:
   const Thread& threadOf(int32_t tid) {
     const auto known = threads_.find(tid);
@@ -136,7 +161,9 @@ class TraceFileWriter {
 
   void write(const TraceRecord& record, const Thread& thread, std::string_view tag,
              std::string_view name) {
-    line_.begin(thread.tgidName.size() + thread.tidName.size() + name.size());
+    if (!line_.begin(thread.tgidName.size() + thread.tidName.size() + name.size())) {
+      return;
+    }
     line_.text("time=");
     line_.sixDecimals(record.time);
     line_.text(" tag=");
@@ -156,6 +183,7 @@ class TraceFileWriter {
     line_.text(" name=");
     line_.text(name);
     line_.text("\n");
+    line_.end();
   }
 
   const TraceNames& names_;
@@ -165,9 +193,11 @@ class TraceFileWriter {
 
 }  // namespace
 
-void writeTraceRecords(const TraceRecordList& records, const TraceNames& names, FILE* out) {
+WrittenRecords writeTraceRecords(const TraceRecordList& records, const TraceNames& names,
+                                 const TraceFileOutput& out) {
   TraceFileWriter writer(names, out);
   records.forEach([&writer](const TraceRecord& record) { writer.write(record); });
+  return writer.finish();
 }
 
 }  // namespace tarnwick

@@ -7,6 +7,7 @@ import random
 from trace_device import TraceTest, sched
 
 RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid=7 tgid_name=p tid={} tid_name={} name=wait\n")
+NOT_WRITTEN = "(?m)^tarnwick: trace: {} records not written to /data/trace.txt: {}$"
 
 
 class BadLines(TraceTest):
@@ -90,6 +91,7 @@ class DataFolder(TraceTest):
                 self.send(sched("wait", 7, "p", number + 1))
             program.type("\n")
             output = program.finish()
+            self.errors = program.errors()
         self.assertIn("body_temp=", output)
         self.wait_until_all_have_ended()
         return output
@@ -114,6 +116,7 @@ class DataFolder(TraceTest):
 
     def test_folder_is_full(self):
         output = self.measure_in("mount -t tmpfs -o size=4k tmpfs /data", "--systrace")
+        self.assertRegex(self.errors, NOT_WRITTEN.format(r"\d+", "No space left on device"))
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
 
     def test_folder_takes_a_part_of_the_file(self):
@@ -127,8 +130,15 @@ class DataFolder(TraceTest):
                     text = file.read()
                 whole = "".join(RECORD.format(number + 1, 7, "p") for number in range(count))
                 self.assertEqual(text, whole[:len(text)])
-                self.assertEqual(len(text), len(whole) if fits else 64 * 1024)
+                self.assertTrue(not text or text.endswith("\n"))
+                left_out = count - len(text.splitlines())
+                self.assertEqual(left_out > 0, not fits)
+                if left_out:
+                    self.assertGreater(len(text) + len(whole) / count, 64 * 1024 - 1)
+                    self.assertIn(f"tarnwick: trace: {left_out} records not written to /data/trace.txt: "
+                                  "No space left on device\n", program.errors())
             program.interrupt()
+            self.assertEqual(program.errors().count("not written"), 1)
 
     def test_writes_of_the_file_that_are_short(self):
         os.mkfifo(self.device.path("/data/trace.txt"))
@@ -143,28 +153,37 @@ class DataFolder(TraceTest):
                              "".join(RECORD.format(number + 1, 7, "p") for number in range(1000)))
             program.finish()
 
-    def test_stream_that_cannot_be_made(self):
+    def test_file_is_closed(self):
         with self.start("--sig", "--systrace") as program:
             program.toggle()
-            self.settle()
-            self.inject(program, "pipe_thread", "fcntl:error=EMFILE")
             self.send(sched("wait", 7, "p", 5))
             program.toggle()
             folder = f"/proc/{program.pid}/fd"
             left = [os.readlink(f"{folder}/{descriptor}") for descriptor in os.listdir(folder)]
-            output = program.interrupt()
+            program.interrupt()
         self.assertEqual([path for path in left if path.endswith("/data/trace.txt")], [])
-        self.assertNotIn("trace.txt", output)
-        self.assertEqual(self.records(), "")
+
+    def test_write_that_is_interrupted(self):
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(1000)))
+            self.settle()
+            self.inject(program, "pipe_thread", "write:error=EINTR:when=1..4")
+            program.type("\n")
+            program.finish()
+            self.assertNotIn("not written", program.errors())
+        self.assertEqual(len(self.records().splitlines()), 1000)
 
     def test_disk_is_full(self):
         os.symlink("/dev/full", self.device.path("/data/trace.txt"))
         output = self.measure_in("true", "--systrace")
+        self.assertRegex(self.errors, NOT_WRITTEN.format(200, "No space left on device"))
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
 
     def test_file_is_a_folder(self):
         os.mkdir(self.device.path("/data/trace.txt"))
         self.assertNotIn("trace.txt", self.measure_in("true", "--systrace"))
+        self.assertRegex(self.errors, NOT_WRITTEN.format(200, "Is a directory"))
 
     def test_file_that_is_there_is_replaced(self):
         self.device.write("/data/trace.txt", "x" * 1000000)

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <algorithm>
 #include <limits>
 #include <map>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace tarnwick {
@@ -52,14 +53,18 @@ struct Measurement {
   }
 
   std::string written() {
-    char* text = nullptr;
-    size_t length = 0;
-    FILE* const file = open_memstream(&text, &length);
-    writeTraceRecords(records, {tidToTgid, tgidNames, tidNames, names, kpiNames}, file);
-    fclose(file);
-    std::string copy(text, length);
-    free(text);
-    return copy;
+    std::string text;
+    const WrittenRecords whole = writeTo([&text](std::string_view bytes) {
+      text += bytes;
+      return bytes.size();
+    });
+    EXPECT_EQ(whole.records, records.size());
+    EXPECT_EQ(whole.bytes, text.size());
+    return text;
+  }
+
+  WrittenRecords writeTo(const TraceFileOutput& out) {
+    return writeTraceRecords(records, {tidToTgid, tgidNames, tidNames, names, kpiNames}, out);
   }
 };
 
@@ -523,6 +528,59 @@ TEST(TraceFile, randomMeasurementsAddTheSameIds) {
     ASSERT_EQ(tidNames, measurement.plain.tidNames) << seed;
     ASSERT_EQ(measurement.compact.tgidNames, measurement.plain.tgidNames) << seed;
   }
+}
+
+// What comes of a trace on a disk with this many bytes.
+WrittenRecords writtenWithin(Measurement& measurement, size_t room) {
+  bool full = false;
+  return measurement.writeTo([&](std::string_view bytes) {
+    EXPECT_FALSE(full) << "writes go on";
+    const size_t taken = std::min(bytes.size(), room);
+    room -= taken;
+    full = taken < bytes.size();
+    return taken;
+  });
+}
+
+TEST(TraceFile, FullOutputKeepsWholeLines) {
+  Measurement measurement;
+  std::vector<size_t> ends;  // of the lines
+  for (int32_t tid : {1, 22, 333}) {
+    measurement.add(TraceRecordKind::kWait, tid, "p", tid, "t");
+    ends.push_back(measurement.written().size());
+  }
+  for (size_t room = 0; room <= ends.back(); ++room) {
+    const auto whole =
+        static_cast<size_t>(std::upper_bound(ends.begin(), ends.end(), room) - ends.begin());
+    const WrittenRecords written = writtenWithin(measurement, room);
+    ASSERT_EQ(written.records, whole) << room;
+    ASSERT_EQ(written.bytes, whole == 0 ? 0 : ends[whole - 1]) << room;
+  }
+}
+
+TEST(TraceFile, FullOutputOfManyBlocksKeepsWholeLines) {
+  Measurement measurement;
+  constexpr size_t kRecords = 5000;
+  for (size_t i = 0; i < kRecords; ++i) {
+    measurement.add(TraceRecordKind::kWait, 7, "p", 7, "t");
+  }
+  const size_t length = measurement.written().size() / kRecords;
+  for (const size_t room : {size_t{1000}, size_t{65536}, size_t{200000}, size_t{300001}}) {
+    const WrittenRecords written = writtenWithin(measurement, room);
+    EXPECT_EQ(written.records, room / length);
+    EXPECT_EQ(written.bytes, room / length * length);
+  }
+}
+
+TEST(TraceFile, NewlineInANameEndsNoLine) {
+  Measurement measurement;
+  measurement.add(TraceRecordKind::kWait, 7, "p\nq", 7, "t");
+  EXPECT_EQ(writtenWithin(measurement, measurement.written().size() - 1).records, 0U);
+}
+
+TEST(TraceFile, NoRecordsNeedNoOutput) {
+  Measurement measurement;
+  EXPECT_EQ(writtenWithin(measurement, 0).records, 0U);
 }
 
 }  // namespace
