@@ -25,7 +25,7 @@ constexpr const char* kLogcat =
     "KPI-R2K-AT-6 KPI-R2K-AMS-1 KPI-R2K-AMS-6 KPI-R2K-AMS-8 KPI-R2K-WMS-2 KPI-R2K-WMS-3 "
     "KPI-R2K-WMS-5 KPI-R2K-WMS-6";
 
-// How long a helper may take to do its work before it is ended.
+// How long the fallback may take to end the tool before it is ended itself.
 constexpr std::chrono::milliseconds kPatience{2000};
 
 void onLogcatThreadSignal(int signo) {
@@ -96,8 +96,8 @@ void endLogcat() {
 void* logcat_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "logcat_thread");
   installWorkerHandler(onLogcatThreadSignal);
-  // Only what is logged during the measurement counts.
-  ShellCommand("logcat -c", ShellCommand::Output::kInherited).waitOrStop(kPatience);
+  // Only what is logged during the measurement counts, so nothing is captured before the end of it.
+  ShellCommand("logcat -c", ShellCommand::Output::kInherited).waitOrStop();
   ShellCommand logcat(kLogcat, ShellCommand::Output::kPipe);
   if (logcat.fd() < 0) {
     puts("popen() failed!");

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -78,26 +79,20 @@ bool ShellCommand::hasEnded() {
   return pid_ <= 0;
 }
 
-// `sleep` sleeps for a step, and says whether to go on.
-template <typename Sleep>
-void ShellCommand::waitWith(Sleep sleep, std::chrono::milliseconds patience) {
+void ShellCommand::wait(std::chrono::milliseconds timeout) {
   constexpr std::chrono::milliseconds kStep{5};
-  for (; !hasEnded() && patience >= kStep && sleep(kStep); patience -= kStep) {
+  for (; !hasEnded() && timeout >= kStep; timeout -= kStep) {
+    std::this_thread::sleep_for(kStep);
   }
 }
 
-void ShellCommand::wait(std::chrono::milliseconds patience) {
-  waitWith(
-      [](std::chrono::milliseconds step) {
-        std::this_thread::sleep_for(step);
-        return true;
-      },
-      patience);
-}
-
-void ShellCommand::waitOrStop(std::chrono::milliseconds patience) {
-  waitWith([](std::chrono::milliseconds step) { return workerWait({}, step) != WorkerWait::kStop; },
-           patience);
+void ShellCommand::waitOrStop() {
+  std::chrono::milliseconds step{5};
+  while (!hasEnded() && workerWait({}, step) != WorkerWait::kStop) {
+    // A wait that is long should not disturb what is measured meanwhile.
+    constexpr std::chrono::milliseconds kMaxStep{100};
+    step = std::min(2 * step, kMaxStep);
+  }
 }
 
 }  // namespace tarnwick

@@ -25,14 +25,13 @@ class ShellCommand {
   int fd() const { return fd_; }
 
   // Waits until the child has ended, at most so long.
-  void wait(std::chrono::milliseconds patience);
+  void wait(std::chrono::milliseconds timeout);
 
-  // The same, or until the calling worker is told to stop.
-  void waitOrStop(std::chrono::milliseconds patience);
+  // Waits until the child has ended, however long that takes, or until the calling worker is told
+  // to stop.
+  void waitOrStop();
 
  private:
-  template <typename Sleep>
-  void waitWith(Sleep sleep, std::chrono::milliseconds patience);
   bool hasEnded();
 
   int fd_ = -1;

@@ -168,6 +168,12 @@ class Commands(LogTest):
         self.measure_log()
         self.assertEqual(self.calls(), CLEAR + CAPTURE + FALLBACK)
 
+    def test_capture_waits_for_a_clear_that_takes_long(self):
+        self.tool("logcat", '[ "$1" = -c ] && { sleep 3; echo cleared >> /data/calls; exit 0; }\n'
+                            "echo $$ > /data/logcat-pid\n" + PRINT_AND_STAY)
+        self.measure_log()
+        self.assertEqual(self.calls(), CLEAR + "cleared\n" + CAPTURE + FALLBACK)
+
     def test_commands_have_no_signal_blocked(self):
         # A shell unblocks them when it waits for a command of its own.
         save = ('while read -r field mask; do [ "$field" = SigBlk: ] && echo "$mask"; done '
