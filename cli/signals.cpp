@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "collector/messages.h"
 #include "collector/signal_set.h"
 #include "collector/stdout_section.h"
 #include "trace/inode_map.h"
@@ -49,6 +50,7 @@ void* interrupt_thread(void* /*unused*/) {
   pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
   setitimer(ITIMER_REAL, &kPatience, nullptr);
 
+  printMessages();
   flockfile(stdout);
   fflush(stdout);
   _exit(0);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "collector/messages.h"
 #include "collector/stdout_section.h"
 
 namespace tarnwick {
@@ -17,6 +18,7 @@ void endProcess(int status) {
   }
   // It flushes standard output. Another thread prints a whole line before that, or none.
   const StdoutSection section;
+  printMessages();
   flockfile(stdout);
   exit(status);
 }

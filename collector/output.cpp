@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "collector/messages.h"
 #include "collector/stats_collector.h"
 #include "collector/stdout_section.h"
 
@@ -15,6 +16,7 @@ int StatsCollector::output(const char* format, ...) {
   int result = 0;
   if (useStdout) {
     const StdoutSection section;
+    printMessages();
     result = vprintf(format, arguments);
   } else {
     std::array<char, 1024> record{};

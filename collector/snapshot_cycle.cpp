@@ -14,7 +14,6 @@
 #include "sysstat/counter_math.h"
 #include "trace/block_source.h"
 #include "trace/trace_control.h"
-#include "trace/trace_control.h"
 
 namespace tarnwick {
 

@@ -5,8 +5,10 @@
 
 #include <csignal>
 #include <cstdio>
+#include <string>
 
 #include "collector/end_process.h"
+#include "collector/messages.h"
 #include "collector/stats_collector.h"
 #include "proc/find_process.h"
 #include "trace/kpi_line.h"
@@ -84,7 +86,7 @@ void endLogcat() {
     }
   }
   if (logcat != -1) {
-    printf("Killing logcat process %d\n", logcat);
+    postMessage("Killing logcat process " + std::to_string(logcat));
     kill(logcat, SIGKILL);
   } else {
     ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kPatience);
@@ -100,7 +102,7 @@ void* logcat_thread(void* /*unused*/) {
   ShellCommand("logcat -c", ShellCommand::Output::kInherited).waitOrStop();
   ShellCommand logcat(kLogcat, ShellCommand::Output::kPipe);
   if (logcat.fd() < 0) {
-    puts("popen() failed!");
+    postMessage("popen() failed!");
     endProcess(1);
   }
   // A line can cost a search of all processes.

@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "collector/end_process.h"
+#include "collector/messages.h"
 #include "collector/stats_collector.h"
 #include "trace/drain_request.h"
 #include "trace/lock.h"
@@ -102,7 +103,7 @@ void takeSchedEvent(std::string_view line) {
   record.name = *name;
   appendTraceRecord(record);
   if (!gFirstTraceSeen) {
-    puts("Received first trace message...");
+    postMessage("Received first trace message...");
     gFirstTraceSeen = true;
   }
 }
@@ -153,7 +154,7 @@ void* pipe_thread(void* /*unused*/) {
   const int fd =
       open((gTracingDirectory + "/trace_pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (fd < 0) {
-    puts("fopen(trace_pipe) failed!");
+    postMessage("fopen(trace_pipe) failed!");
     endProcess(1);
   }
   installWorkerHandler(onPipeThreadSignal);

@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <string_view>
 
+#include "collector/messages.h"
 #include "trace/lock.h"
 #include "trace/trace_file.h"
 #include "trace/trace_state.h"
@@ -41,7 +41,7 @@ void saveTrace() {
     gTraceLosses.writeError = errno;
     return;
   }
-  puts("Writing output to trace.txt...");
+  postMessage("Writing output to trace.txt...");
   const WrittenRecords written =
       writeTraceRecords(gTraceRecords, {gTidToTgid, gTgidNames, gTidNames, gTraceNames, gKpiNames},
                         [fd](std::string_view bytes) {
@@ -57,7 +57,7 @@ void saveTrace() {
     static_cast<void>(!ftruncate(fd, static_cast<off_t>(written.bytes)));
   }
   close(fd);
-  puts("Done writing output to trace.txt...");
+  postMessage("Done writing output to trace.txt...");
 }
 
 }  // namespace tarnwick

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "collector/messages.h"
 #include "collector/stats_collector.h"
 #include "sysstat/kernel_text.h"
 #include "trace/logcat_thread.h"
@@ -92,6 +93,7 @@ void limitMemory() {
 void startTracing(StatsCollector& collector) {
   gTracingDirectory = findTracingDirectory();
   limitMemory();
+  startMessageThread();
   if (collector.systrace) {
     startLogcatThread(collector);
   }
@@ -119,6 +121,7 @@ void stopTracing(StatsCollector& collector) {
     stopLogcatThread(collector);
   }
   stopPipeThread(collector);
+  stopMessageThread();
 }
 
 void printTraceLosses() {
