@@ -135,7 +135,7 @@ void StatsCollector::endSample() {
     const StdoutSection section;
     fflush(stdout);
   }
-  printTraceLosses();
+  finishTracing();
 }
 
 // The after side stays: it is the next before side.

@@ -21,6 +21,7 @@
 #include <string_view>
 
 #include "collector/stats_collector.h"
+#include "trace/memory_reserve.h"
 #include "trace/mount_table.h"
 
 namespace tarnwick {
@@ -247,7 +248,9 @@ void mergeCache(const char* path, InodePaths& paths) {
   struct stat status {};
   if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
     paths.merge([fd](char* buffer, size_t size) {
-      return static_cast<size_t>(std::max<ssize_t>(read(fd, buffer, size), 0));
+      // Files without a path are reported as unknown; without memory there would be no report.
+      const ssize_t got = memoryRanOut() ? 0 : read(fd, buffer, size);
+      return static_cast<size_t>(std::max<ssize_t>(got, 0));
     });
   }
   close(fd);

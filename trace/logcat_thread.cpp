@@ -58,7 +58,7 @@ int32_t applicationPid(const KpiLine& kpi) {
 
 void takeLine(std::string_view line) {
   const std::optional<KpiLine> kpi = parseKpiLine(line);
-  if (!kpi) {
+  if (!kpi || droppedForMemory()) {
     return;
   }
   TraceRecord record;

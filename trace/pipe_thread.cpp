@@ -78,7 +78,7 @@ NameTable::Id* nameOfThread(int32_t tid) {
 
 void takeSchedEvent(std::string_view line) {
   const std::optional<SchedEvent> event = parseSchedEvent(line);
-  if (!event) {
+  if (!event || droppedForMemory()) {
     return;
   }
   const bool makesRecord = event->value >= 1 && event->value <= TraceRecord::kLongestDuration;
@@ -115,7 +115,7 @@ CountsByFile& gCountsByFile = *new CountsByFile;  // NOLINT(cert-err58-cpp)
 
 void takePageCacheEvent(std::string_view line) {
   const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
-  if (!event) {
+  if (!event || droppedForMemory()) {
     return;
   }
   PageCacheCount*& count = gCountsByFile[event->file];

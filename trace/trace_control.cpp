@@ -14,6 +14,7 @@
 #include "sysstat/kernel_text.h"
 #include "trace/logcat_thread.h"
 #include "trace/memory_limit.h"
+#include "trace/memory_reserve.h"
 #include "trace/pipe_thread.h"
 #include "trace/trace_state.h"
 
@@ -93,6 +94,7 @@ void limitMemory() {
 void startTracing(StatsCollector& collector) {
   gTracingDirectory = findTracingDirectory();
   limitMemory();
+  reserveMemory();
   startMessageThread();
   if (collector.systrace) {
     startLogcatThread(collector);
@@ -124,7 +126,8 @@ void stopTracing(StatsCollector& collector) {
   stopMessageThread();
 }
 
-void printTraceLosses() {
+void finishTracing() {
+  releaseMemory();
   const std::string lines = formatTraceLosses(gTraceLosses);
   fwrite(lines.data(), 1, lines.size(), stderr);
   gTraceLosses = {};

@@ -9,6 +9,7 @@ class StatsCollector;
 //
 //   startTracing(collector);  // last step of the before snapshot
 //   stopTracing(collector);   // last step of the after snapshot; waits for the threads to end
+//   finishTracing();          // after the report
 //
 // The values that the tracing files had before are neither looked at nor put back. A file that is
 // missing or cannot be written ends the process with a message and status 1; what was written
@@ -27,8 +28,8 @@ void startTracing(StatsCollector& collector);
 // Does nothing when neither flag is set.
 void stopTracing(StatsCollector& collector);
 
-// Prints what the trace of the measurement that has ended lacks to standard error, and zeroes the
-// counts. Prints nothing where nothing was lost.
-void printTraceLosses();
+// Releases what the measurement held for its report. Prints what its trace lacks to standard error,
+// and zeroes the counts; prints nothing where nothing was lost.
+void finishTracing();
 
 }  // namespace tarnwick

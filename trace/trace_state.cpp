@@ -1,6 +1,7 @@
 #include "trace/trace_state.h"
 
 #include "trace/lock.h"
+#include "trace/memory_reserve.h"
 
 namespace tarnwick {
 
@@ -25,6 +26,15 @@ bool gKpiPidFound = false;
 void appendTraceRecord(const TraceRecord& record) {
   const Lock lock(gTraceMutex);
   gTraceLosses.overMemory += gTraceRecords.append(record) ? 0U : 1U;
+}
+
+bool droppedForMemory() {
+  if (!memoryRanOut()) {
+    return false;
+  }
+  const Lock lock(gTraceMutex);
+  ++gTraceLosses.outOfMemory;
+  return true;
 }
 
 }  // namespace tarnwick

@@ -36,6 +36,10 @@ extern TraceLosses& gTraceLosses;
 // Appends to gTraceRecords, or counts the record in gTraceLosses where there is no room.
 void appendTraceRecord(const TraceRecord& record);
 
+// Whether memory has run out (memory_reserve.h), so that the caller drops its event. Counts it in
+// gTraceLosses.
+bool droppedForMemory();
+
 // Guards gTgidNames: the log thread reads it at its end while the pipe thread may add to it.
 extern pthread_mutex_t gTgidNamesMutex;
 

@@ -1,6 +1,12 @@
 """What a trace lacks, as standard error says it at the end of a measurement."""
 
+import re
+import resource
+import unittest
+
 from trace_device import END_LOGCAT, TraceTest, kpi, sched
+from program import HAS_SANITIZER
+from tracing import CONTROLS, TRACING
 
 LOST = "CPU:{} [LOST {} EVENTS]\n"
 PREFIX = "tarnwick: trace: "
@@ -114,3 +120,52 @@ class MemoryLimit(LossTest):
                     self.device.write("/proc/meminfo", text)
                 self.assertEqual(self.losses(sched("wait", 7, "p", 5)), "")
                 self.assertEqual(len(self.records().splitlines()), 1)
+
+
+@unittest.skipIf(HAS_SANITIZER, "their allocators end the program")
+class OutOfMemory(LossTest):
+    """The program may have little more than it has when the measurement begins."""
+
+    EVENTS = 60000
+    MORE_BYTES = 4 << 20
+
+    def setUp(self):
+        super().setUp()
+        # Otherwise a thread has 64 MB of addresses from the start.
+        self.environment["MALLOC_ARENA_MAX"] = "1"
+
+    def trace_without_memory(self, option, line):
+        """One measurement of so many events that take memory. Returns the number of those dropped."""
+        with self.start("--sig", option) as program:
+            program.toggle()
+            with open(f"/proc/{program.pid}/status") as status:
+                size_kb = int(re.search(r"^VmSize:\s+(\d+) kB$", status.read(), re.M)[1])
+            limit = size_kb * 1024 + self.MORE_BYTES
+            resource.prlimit(program.pid, resource.RLIMIT_AS, (limit, resource.RLIM_INFINITY))
+            for begin in range(0, self.EVENTS, 100):
+                self.send("".join(line(number) for number in range(begin, begin + 100)))
+            program.toggle()
+            self.output = program.interrupt()
+            errors = program.errors()
+        self.assertEqual({control: self.device.read(f"{TRACING}/{control}")[0] for control in CONTROLS},
+                         {**dict.fromkeys(CONTROLS, "0"), "trace_clock": "l", "buffer_size_kb": "1"})
+        self.assertIn("body_temp=0\nuptime=", self.output)
+        found = re.fullmatch(PREFIX + r"(\d+) events dropped: out of memory\n", errors)
+        self.assertTrue(found, errors)
+        return int(found[1])
+
+    def test_scheduler_events(self):
+        dropped = self.trace_without_memory(
+            "--systrace", lambda number: sched("runtime", 7, f"{number:079}", number % 1000 + 1))
+        self.assertGreater(dropped, 0)
+        records = self.records().splitlines()
+        self.assertGreater(len(records), 0)
+        self.assertEqual(len(records) + dropped, self.EVENTS)
+        self.assertRegex(records[-1], r"\Atime=.* name=p\Z")
+
+    def test_page_cache_events(self):
+        dropped = self.trace_without_memory(
+            "--block-dump", lambda number: "cat-204 [000] .... 40.794419: mm_filemap_add_to_page_cache: "
+                                           f"dev 8:1 ino {number:x} page=ffe0 pfn=262462 ofs=0\n")
+        self.assertGreater(dropped, 0)
+        self.assertIn(f"add={self.EVENTS - dropped} del=0 file=total\n", self.output)
