@@ -114,13 +114,16 @@ class Faults(ModeTest):
     def is_fatal(self, mode, log):
         """Whether a call has failed without which there is no measurement."""
         forks = collections.Counter()
+        threads = 0
         for thread, call in calls_of(log):
+            # The first one prints messages, which can do without.
+            threads += call.startswith("clone3(")
             # The log is cleared by the thread's first child, and read by its second one.
             forks[thread] += call.startswith("clone(")
             if "(INJECTED)" in call and (
                     # A strace on the device cannot tell the paths of descriptors.
                     re.match(rf'openat\(AT_FDCWD[^,]*, "{CONTROL}|write\(\d+(<[^>]*{CONTROL}|, "-1")', call)
-                    or mode in ("scheduler", "page cache", "walk") and call.startswith("clone3(")
+                    or mode in ("scheduler", "page cache", "walk") and call.startswith("clone3(") and threads > 1
                     or call.startswith("clone(") and forks[thread] == 2):
                 return True
         return False
