@@ -6,6 +6,7 @@ switches off all the same, are ordinary files. /proc and /sys are the kernel's o
 
 import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -107,3 +108,26 @@ class RealTracefs(unittest.TestCase):
         # The pages are read in less time than that: they are taken when the stop asks for them, or never.
         self.assert_no_page_is_lost(["strace", "-D", "-f", "-o", "/dev/null", "-e", "trace=ppoll",
                                      "-e", "inject=ppoll:delay_exit=100000"])
+
+    def test_events_that_the_kernel_drops_are_counted(self):
+        file = self.new_file()
+        rounds = 40
+        # The program's own size would take more than a test should read.
+        control = os.path.join(self.links.name, "buffer_size_kb")
+        os.remove(control)
+        open(control, "w").close()
+        with open(f"{self.instance}/buffer_size_kb", "w") as size:
+            size.write("64")
+        with self.start("--enter") as program:
+            program.wait_until_waiting()
+            program.send(signal.SIGSTOP)
+            for _ in range(rounds):
+                self.drop(file)
+                self.read_pages(file)
+            program.send(signal.SIGCONT)
+            program.type("\n")
+            output = program.finish()
+            lost = re.search(r"(?m)^tarnwick: trace: (\d+) events lost: kernel buffer full$", program.errors())
+        total = re.search(r"(?m)^add=(\d+) del=(\d+) file=total$", output)
+        # Others have pages that come and go, too.
+        self.assertGreaterEqual(sum(map(int, (lost[1], *total.groups()))), (2 * rounds - 1) * PAGES)
