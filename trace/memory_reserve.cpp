@@ -42,12 +42,12 @@ bool giveBack() {
 // Without any allocation, and without a lock that the caller of operator new may hold.
 [[noreturn]] void endWithoutMemory() {
   constexpr std::string_view kMessage = "tarnwick: out of memory\n";
-  static_cast<void>(!write(STDERR_FILENO, kMessage.data(), kMessage.size()));
+  static_cast<void>(write(STDERR_FILENO, kMessage.data(), kMessage.size()) == 0);
   std::array<char, 128> path;
   snprintf(path.data(), path.size(), "%s/tracing_on", gTracingDirectory.c_str());
   const int fd = open(path.data(), O_WRONLY | O_CLOEXEC);
   if (fd >= 0) {
-    static_cast<void>(!write(fd, "0", 1));
+    static_cast<void>(write(fd, "0", 1) == 0);
   }
   removeUnfinishedInodeMap();
   if (ftrylockfile(stdout) == 0) {

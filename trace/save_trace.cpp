@@ -54,7 +54,7 @@ void saveTrace() {
   gTraceLosses.notWritten = gTraceRecords.size() - written.records;
   if (gTraceLosses.notWritten > 0) {
     // The last line may be a part of one. What is no regular file keeps it.
-    static_cast<void>(!ftruncate(fd, static_cast<off_t>(written.bytes)));
+    static_cast<void>(ftruncate(fd, static_cast<off_t>(written.bytes)) == 0);
   }
   close(fd);
   postMessage("Done writing output to trace.txt...");
