@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -37,6 +38,27 @@ TEST(Messages, ComeBeforeTheReportsNextText) {
               collector.output("report\n");
             }),
             "message\nreport\n");
+}
+
+// The thread is at any point of its printing when the report goes on.
+TEST(Messages, ComeBeforeTheReportsNextTextWhileTheThreadPrints) {
+  constexpr int kRounds = 20000;
+  const std::string text = captureStdout([] {
+    StatsCollector collector;
+    collector.useStdout = true;
+    startMessageThread();
+    for (int round = 0; round < kRounds; ++round) {
+      postMessage("m");
+      for (std::atomic<int> i = 0; i < round % 500; ++i) {
+      }
+      collector.output("r\n");
+    }
+    stopMessageThread();
+  });
+  ASSERT_EQ(text.size(), size_t{4} * kRounds);
+  for (size_t at = 0; at < text.size(); at += 4) {
+    ASSERT_EQ(text.substr(at, 4), "m\nr\n") << at;
+  }
 }
 
 TEST(Messages, EndOfTheThreadPrintsAll) {
