@@ -6,7 +6,8 @@ import pty
 import unittest
 
 from trace_device import TraceTest, sched
-from program import HAS_SANITIZER, SEPARATOR, SYSTEM_CALLS, wait_for
+from deadline import wait_for, wait_for_input
+from program import HAS_SANITIZER, SEPARATOR, SYSTEM_CALLS
 
 CTRL_Q, CTRL_S = b"\x11", b"\x13"
 FIRST = "Received first trace message...\n"
@@ -84,6 +85,7 @@ class HeldOutput(TraceTest):
             os.close(follower)
             self.send(sched("wait", 7, "p", 1))
             # Without a stop.
+            wait_for_input(leader, "the message comes")
             self.assertEqual(os.read(leader, 4000).decode().replace("\r\n", "\n"), FIRST)
             program.type("\n")
             program.read_bit_by_bit(leader)
