@@ -1,9 +1,10 @@
 # Read by cpack before it makes the package.
 
-# The changelog says when this version was released, which is the age of all that is in the package.
-file(STRINGS ${CPACK_TARNWICK_SOURCE}/CHANGELOG.md heading REGEX "^## " LIMIT_COUNT 1)
+# The changelog says when this version was released, which is the age of all that is in the package. What is not
+# released yet stands above it.
+file(STRINGS ${CPACK_TARNWICK_SOURCE}/CHANGELOG.md heading REGEX "^## [0-9]" LIMIT_COUNT 1)
 if(NOT heading MATCHES "^## ([0-9.]+) \\(([0-9-]+)\\)$" OR NOT CMAKE_MATCH_1 STREQUAL CPACK_PACKAGE_VERSION)
-  message(FATAL_ERROR "CHANGELOG.md begins with '${heading}', and the version is ${CPACK_PACKAGE_VERSION}")
+  message(FATAL_ERROR "CHANGELOG.md has the version '${heading}', and the version is ${CPACK_PACKAGE_VERSION}")
 endif()
 execute_process(COMMAND date --utc --date=${CMAKE_MATCH_2} +%s
   OUTPUT_VARIABLE released OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
