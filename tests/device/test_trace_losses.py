@@ -1,10 +1,12 @@
 """What a trace lacks, as standard error says it at the end of a measurement."""
 
+import os
 import re
 import resource
 import unittest
 
 from trace_device import END_LOGCAT, TraceTest, kpi, sched
+from deadline import wait_for
 from program import HAS_SANITIZER
 from tracing import CONTROLS, TRACING
 
@@ -134,6 +136,21 @@ class OutOfMemory(LossTest):
         # Otherwise a thread has 64 MB of addresses from the start.
         self.environment["MALLOC_ARENA_MAX"] = "1"
 
+    def send_to(self, program, text):
+        """Sends the text, as long as the program is there to read it."""
+        left = text.encode()
+
+        def is_sent():
+            nonlocal left
+            self.assertIsNone(program.process.poll(), program.errors())
+            try:
+                left = left[os.write(self.pipe, left):]
+            except BlockingIOError:
+                pass  # the pipe is full
+            return not left
+        os.set_blocking(self.pipe, False)
+        wait_for(is_sent, "the events are read")
+
     def trace_without_memory(self, option, line):
         """One measurement of so many events that take memory. Returns the number of those dropped."""
         with self.start("--sig", option) as program:
@@ -143,7 +160,7 @@ class OutOfMemory(LossTest):
             limit = size_kb * 1024 + self.MORE_BYTES
             resource.prlimit(program.pid, resource.RLIMIT_AS, (limit, resource.RLIM_INFINITY))
             for begin in range(0, self.EVENTS, 100):
-                self.send("".join(line(number) for number in range(begin, begin + 100)))
+                self.send_to(program, "".join(line(number) for number in range(begin, begin + 100)))
             program.toggle()
             self.output = program.interrupt()
             errors = program.errors()
