@@ -5,11 +5,13 @@ import re
 import shutil
 import subprocess
 
+from harness import TESTS
 from inode_cache import InodeCacheTest
 
 DISK = "/data/disk"
 IMAGE = "/data/image"
 TOOLS = "/usr/sbin:/sbin"
+PRIVATE_MOUNTS = os.path.join(TESTS, "support", "private_mounts.sh")
 CALLS = ("-e", "trace=/fstatat")
 
 # Files and folders in DISK, one of them a mount point of another file.
@@ -56,7 +58,7 @@ class NumbersTest(InodeCacheTest):
         if os.geteuid() != 0:
             self.skipTest("mounting a disk needs root")
         image, disk = self.device.path(IMAGE), self.device.path(DISK)
-        if subprocess.run(["unshare", "--mount", "mount", "-t", kind, "-o", "loop", image, disk],
+        if subprocess.run([PRIVATE_MOUNTS, "mount", "-t", kind, "-o", "loop", image, disk],
                           stderr=subprocess.DEVNULL).returncode != 0:
             self.skipTest(f"this kernel does not mount {kind}")
 
