@@ -1,0 +1,136 @@
+#include "trace/ring_event.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
+#include "trace/line_splitter.h"
+#include "trace/ring_page.h"
+
+namespace tarnwick {
+
+namespace {
+
+constexpr uint64_t kNanosecondsPerMicrosecond = 1000;
+constexpr uint64_t kMicrosecondsPerSecond = 1000000;
+
+uint64_t microseconds(uint64_t nanoseconds) {
+  return (nanoseconds + kNanosecondsPerMicrosecond / 2) / kNanosecondsPerMicrosecond;
+}
+
+// The text of a field up to its first NUL; no value when it is not all in the record.
+std::optional<std::string_view> textField(std::string_view record, const EventField& field) {
+  uint32_t offset = field.offset;
+  uint32_t size = field.size;
+  if (field.dynamic) {
+    const auto place = loadAs<uint32_t>(record.data() + field.offset);
+    offset = place & 0xFFFFU;
+    size = place >> 16U;
+  }
+  if (offset > record.size() || size > record.size() - offset) {
+    return std::nullopt;
+  }
+  const char* const text = record.data() + offset;
+  return std::string_view(text, strnlen(text, size));
+}
+
+const char* kindName(SchedEventKind kind) {
+  switch (kind) {
+    case SchedEventKind::kWait:
+      return "wait";
+    case SchedEventKind::kIoWait:
+      return "iowait";
+    case SchedEventKind::kRuntime:
+      break;
+  }
+  return "runtime";
+}
+
+// By way of the line in trace_pipe, without its first two words, which are not looked at.
+std::optional<SchedEvent> readByLine(SchedEventKind kind, std::string_view comm, int32_t tid,
+                                     uint64_t value, int32_t cpu, uint64_t nanoseconds,
+                                     SchedEventText& text) {
+  constexpr size_t kMaxName = 128;  // the kernel's are shorter than 16
+  const uint64_t micros = microseconds(nanoseconds);
+  const int length =
+      snprintf(text.data(), text.size(),
+               " [%03" PRId32 "] d.... %5" PRIu64 ".%06" PRIu64
+               ": sched_stat_%s: comm=%.*s pid=%" PRId32 " %s=%" PRIu64 " [ns]\n",
+               cpu, micros / kMicrosecondsPerSecond, micros % kMicrosecondsPerSecond,
+               kindName(kind), static_cast<int>(std::min(comm.size(), kMaxName)), comm.data(), tid,
+               kind == SchedEventKind::kRuntime ? "runtime" : "delay", value);
+  std::optional<SchedEvent> event;
+  const std::string_view lines(text.data(), std::min(static_cast<size_t>(length), text.size() - 1));
+  LineSplitter().feed(lines, [&event](std::string_view line) {
+    if (!event) {
+      event = parseSchedEvent(line);
+    }
+  });
+  return event;
+}
+
+}  // namespace
+
+std::optional<uint16_t> ringEventId(std::string_view record) {
+  if (record.size() < sizeof(uint16_t)) {
+    return std::nullopt;
+  }
+  return loadAs<uint16_t>(record.data());
+}
+
+double ringSeconds(uint64_t nanoseconds) {
+  // A quotient of two numbers that a double holds exactly is rounded once, as scanf rounds.
+  return static_cast<double>(microseconds(nanoseconds)) /
+         static_cast<double>(kMicrosecondsPerSecond);
+}
+
+std::optional<SchedEvent> readSchedEvent(std::string_view record, const SchedEventFormat& format,
+                                         int32_t cpu, uint64_t nanoseconds, SchedEventText& text) {
+  constexpr size_t kMaxOrdinaryName = 16;
+  if (record.size() < format.minSize) {
+    return std::nullopt;
+  }
+  const std::optional<std::string_view> comm = textField(record, format.comm);
+  if (!comm) {
+    return std::nullopt;
+  }
+  const auto tid = loadAs<int32_t>(record.data() + format.pid.offset);
+  const auto value = loadAs<uint64_t>(record.data() + format.value.offset);
+  const bool ordinary =
+      comm->size() <= kMaxOrdinaryName &&
+      std::none_of(comm->begin(), comm->end(), [](char c) { return c == '=' || c == '\n'; });
+  if (!ordinary) {
+    return readByLine(format.kind, *comm, tid, value, cpu, nanoseconds, text);
+  }
+  // scanf's %ld stops at the largest number, too.
+  constexpr uint64_t kMaxValue = std::numeric_limits<int64_t>::max();
+  return SchedEvent{format.kind,
+                    ringSeconds(nanoseconds),
+                    static_cast<int64_t>(std::min(value, kMaxValue)),
+                    cpu,
+                    tid,
+                    comm->empty() ? std::string_view("blank") : *comm};
+}
+
+std::optional<PageCacheEvent> readPageCacheEvent(std::string_view record,
+                                                 const PageCacheEventFormat& format) {
+  if (record.size() < format.minSize) {
+    return std::nullopt;
+  }
+  // dev_t of the kernel: MAJOR and MINOR in include/linux/kdev_t.h
+  constexpr uint32_t kMinorBits = 20;
+  const auto device = loadAs<uint32_t>(record.data() + format.device.offset);
+  const char* const inode = record.data() + format.inode.offset;
+  PageCacheEvent event{};
+  event.added = format.added;
+  // Lines are read by %hu, which keeps the low 16 bits.
+  event.file.major = static_cast<uint16_t>(device >> kMinorBits);
+  event.file.minor = static_cast<uint16_t>(device & ((1U << kMinorBits) - 1));
+  event.file.inode =
+      format.inode.size == sizeof(uint64_t) ? loadAs<uint64_t>(inode) : loadAs<uint32_t>(inode);
+  return event;
+}
+
+}  // namespace tarnwick
