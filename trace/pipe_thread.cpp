@@ -5,22 +5,23 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <array>
 #include <csignal>
 #include <cstdio>
-#include <unordered_map>
+#include <optional>
+#include <string_view>
 
 #include "collector/end_process.h"
 #include "collector/messages.h"
 #include "collector/stats_collector.h"
+#include "trace/drain_pace.h"
 #include "trace/drain_request.h"
+#include "trace/event_store.h"
 #include "trace/lock.h"
 #include "trace/lost_events.h"
 #include "trace/page_cache_event.h"
 #include "trace/save_trace.h"
 #include "trace/sched_event.h"
 #include "trace/stream_reader.h"
-#include "trace/task_names.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -38,93 +39,6 @@ void onPipeThreadSignal(int signo) {
   }
 }
 
-TraceRecordKind recordKind(SchedEventKind kind) {
-  switch (kind) {
-    case SchedEventKind::kWait:
-      return TraceRecordKind::kWait;
-    case SchedEventKind::kIoWait:
-      return TraceRecordKind::kIoWait;
-    case SchedEventKind::kRuntime:
-      break;
-  }
-  return TraceRecordKind::kRuntime;
-}
-
-// Threads whose events become records, by the low bits of their ids: where gTidNames has the name.
-// A few threads have nearly all events; theirs need no look at three ordered maps.
-struct KnownThread {
-  int32_t tid;
-  NameTable::Id* name;
-};
-std::array<KnownThread, 1024> gKnownThreads;
-
-// Where gTidNames has the name of a thread; null when its events leave no record.
-NameTable::Id* nameOfThread(int32_t tid) {
-  KnownThread& known = gKnownThreads[static_cast<uint32_t>(tid) % gKnownThreads.size()];
-  if (known.name != nullptr && known.tid == tid) {
-    return known.name;
-  }
-  const int32_t tgid = tgidOf(tid);
-  if (tgid < 1 || !hasTgidName(tgid)) {
-    return nullptr;
-  }
-  NameTable::Id* const name = &gTidNames[tid];
-  // A process that is about to be named is looked at again.
-  if (gTgidNames.contains(tgid)) {
-    known = {tid, name};
-  }
-  return name;
-}
-
-void takeSchedEvent(std::string_view line) {
-  const std::optional<SchedEvent> event = parseSchedEvent(line);
-  if (!event || droppedForMemory()) {
-    return;
-  }
-  const bool makesRecord = event->value >= 1 && event->value <= TraceRecord::kLongestDuration;
-  NameTable::Id* const name = nameOfThread(event->tid);
-  if (name == nullptr) {
-    gTraceLosses.unresolved += makesRecord ? 1U : 0U;
-    return;
-  }
-  // It is nearly always the one that the thread had before.
-  if (gTraceNames.name(*name) != event->comm) {
-    *name = gTraceNames.idOf(event->comm);
-  }
-  if (!makesRecord) {
-    return;
-  }
-  TraceRecord record;
-  record.time = event->time;
-  record.duration = static_cast<uint32_t>(event->value) & ((1U << 29U) - 1);
-  record.kind = recordKind(event->kind);
-  record.cpu = event->cpu;
-  record.tid = event->tid;
-  record.name = *name;
-  appendTraceRecord(record);
-  if (!gFirstTraceSeen) {
-    postMessage("Received first trace message...");
-    gFirstTraceSeen = true;
-  }
-}
-
-// The counts of a file by its numbers: the key of gPageCacheCounts is a text, which takes longer to
-// make than an event to read.
-using CountsByFile = std::unordered_map<PageCacheFile, PageCacheCount*, PageCacheFileHash>;
-CountsByFile& gCountsByFile = *new CountsByFile;  // NOLINT(cert-err58-cpp)
-
-void takePageCacheEvent(std::string_view line) {
-  const std::optional<PageCacheEvent> event = parsePageCacheEvent(line);
-  if (!event || droppedForMemory()) {
-    return;
-  }
-  PageCacheCount*& count = gCountsByFile[event->file];
-  if (count == nullptr) {
-    count = &gPageCacheCounts[pageCacheKey(event->file)];
-  }
-  ++(event->added ? count->adds : count->deletes);
-}
-
 void takeLostEvents(std::string_view line) {
   if (const std::optional<LostEvents> lost = parseLostEvents(line)) {
     gTraceLosses.overwritten += lost->count.value_or(0);
@@ -132,8 +46,34 @@ void takeLostEvents(std::string_view line) {
   }
 }
 
+// Line by line, as the kernel prints it.
+void readText(int pipe, EventStore& store, DrainPace& pace) {
+  // The kernel gives less at a time.
+  constexpr size_t kBlockSize = size_t{64} * 1024;
+  const auto takeLine = [&store](std::string_view line) {
+    takeLostEvents(line);
+    if (gTraceSched) {
+      if (const std::optional<SchedEvent> event = parseSchedEvent(line)) {
+        store.take(*event);
+      }
+    }
+    if (gTracePageCache) {
+      if (const std::optional<PageCacheEvent> event = parsePageCacheEvent(line)) {
+        store.take(*event);
+      }
+    }
+  };
+  StreamReader(pipe, kBlockSize).run(takeLine, gDrainRequest, &pace);
+}
+
+// Until the stop.
+void readTrace(int pipe) {
+  DrainPace pace;
+  EventStore store(pace);
+  readText(pipe, store, pace);
+}
+
 void forgetMeasurement() {
-  gKnownThreads.fill({});
   gTidToTgid.clear();
   gTidNames.clear();
   {
@@ -158,18 +98,7 @@ void* pipe_thread(void* /*unused*/) {
     endProcess(1);
   }
   installWorkerHandler(onPipeThreadSignal);
-  // The kernel gives less at a time.
-  constexpr size_t kBlockSize = size_t{64} * 1024;
-  const auto takeLine = [](std::string_view line) {
-    takeLostEvents(line);
-    if (gTraceSched) {
-      takeSchedEvent(line);
-    }
-    if (gTracePageCache) {
-      takePageCacheEvent(line);
-    }
-  };
-  StreamReader(fd, kBlockSize).run(takeLine, gDrainRequest);
+  readTrace(fd);
   close(fd);
   if (gTraceSched) {
     saveTrace();

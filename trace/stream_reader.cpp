@@ -18,13 +18,6 @@ StreamReader::StreamReader(int fd, size_t blockSize) : fd_(fd), block_(blockSize
   isPipe_ = fstat(fd_, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
-std::chrono::milliseconds StreamReader::rest() const {
-  // Long enough not to be traced for every event, short enough for the kernel's buffer of 8 MB a
-  // CPU.
-  constexpr std::chrono::milliseconds kRest{15};
-  return leftSomething_ ? std::chrono::milliseconds::zero() : kRest;
-}
-
 void StreamReader::startDrain(bool thorough) {
   constexpr std::chrono::milliseconds kShortly{100};
   constexpr std::chrono::milliseconds kPatience{2000};

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "trace/drain_pace.h"
 #include "trace/drain_request.h"
 #include "trace/line_splitter.h"
 #include "trace/worker_signals.h"
@@ -18,8 +19,7 @@ namespace tarnwick {
 //   StreamReader reader(fd, 64 * 1024);
 //   reader.run([](std::string_view line) { ... });
 //
-// Reading rests for a while after each drain: a reader that the kernel wakes for every event is
-// traced for every event, and slows down what it measures.
+// Reading rests for a while after each drain, see DrainPace.
 class StreamReader {
  public:
   // Switches the descriptor to non-blocking. It stays the caller's. Reads up to `blockSize` bytes
@@ -30,22 +30,30 @@ class StreamReader {
   // Returns after the stop. The end of the stream only ends the reading: what the caller does next
   // may need what other threads still do before their stop. A last line without a newline counts
   // when the stream has ended, not when it was stopped in the middle. `request`, if there is one,
-  // is answered meanwhile.
+  // is answered meanwhile. `pace`, if there is one, says how long to rest.
   template <typename Visit>
-  void run(Visit visit, DrainRequest* request = nullptr) {
+  void run(Visit visit, DrainRequest* request = nullptr, DrainPace* pace = nullptr) {
     const int requestFd = request == nullptr ? -1 : request->fd();
     bool stop = false;
+    DrainPace::Rest rest = DrainPace::Rest::zero();
     while (!stop && !ended_) {
-      // The second wait is not on the stream: one that can always be read would leave no rest.
-      stop = workerWait({fd_, requestFd}, std::nullopt) == WorkerWait::kStop ||
-             workerWait({requestFd}, rest()) == WorkerWait::kStop;
+      // The first wait is not on the stream: one that can always be read would leave no rest.
+      stop = workerWait({requestFd}, rest) == WorkerWait::kStop ||
+             workerWait({fd_, requestFd}, std::nullopt) == WorkerWait::kStop;
       const bool asked = request != nullptr && request->take();
+      if (pace != nullptr) {
+        pace->startDrain();
+      }
       startDrain(stop || asked);
       for (std::string_view bytes; !(bytes = next()).empty();) {
         splitter_.feed(bytes, visit);
       }
       if (asked) {
         request->answer();
+      }
+      rest = pace == nullptr ? DrainPace::kLongRest : pace->rest();
+      if (leftSomething_) {
+        rest = DrainPace::Rest::zero();
       }
     }
     if (ended_) {
@@ -61,9 +69,6 @@ class StreamReader {
 
  private:
   using Clock = std::chrono::steady_clock;
-
-  // None when the last drain has left something.
-  std::chrono::milliseconds rest() const;
 
   // A drain takes what is there, for a tenth of a second at most. A thorough one takes what is
   // there at its start or, where that cannot be told, until nothing is there; for two seconds at

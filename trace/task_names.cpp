@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -16,6 +15,24 @@
 
 namespace tarnwick {
 
+namespace {
+
+constexpr ssize_t kNotOpened = -2;
+
+// What one read(2) gives, or kNotOpened.
+template <size_t size>
+ssize_t readFile(const char* path, std::array<char, size>& text) {
+  const int fd = open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    return kNotOpened;
+  }
+  const ssize_t got = read(fd, text.data(), text.size());
+  close(fd);
+  return got;
+}
+
+}  // namespace
+
 int32_t tgidOf(int32_t tid) {
   const auto known = gTidToTgid.find(tid);
   if (known != gTidToTgid.end()) {
@@ -23,17 +40,14 @@ int32_t tgidOf(int32_t tid) {
   }
   std::array<char, 40> path;
   snprintf(path.data(), path.size(), "/proc/%d/status", tid);
-  const std::unique_ptr<FILE, int (*)(FILE*)> status(fopen(path.data(), "re"), fclose);
-  if (status == nullptr) {
+  // The line is the fourth, and those before it are short.
+  std::array<char, 1024> text;
+  const ssize_t got = readFile(path.data(), text);
+  if (got <= 0) {
     return -1;
   }
-  std::array<char, 80> line;
-  while (fgets(line.data(), line.size(), status.get()) != nullptr) {
-    if (const std::optional<int32_t> tgid = parseTgid(line.data())) {
-      return gTidToTgid[tid] = *tgid;
-    }
-  }
-  return -1;
+  const std::optional<int32_t> tgid = parseTgidOfStatus({text.data(), static_cast<size_t>(got)});
+  return tgid ? gTidToTgid[tid] = *tgid : -1;
 }
 
 bool hasTgidName(int32_t tgid) {
@@ -43,14 +57,9 @@ bool hasTgidName(int32_t tgid) {
   }
   std::array<char, 40> path;
   snprintf(path.data(), path.size(), "/proc/%d/comm", tgid);
-  const int fd = open(path.data(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) {
-    return false;
-  }
   std::array<char, 128> text{};
-  const ssize_t got = read(fd, text.data(), text.size());
-  close(fd);
-  if (got == 0) {
+  const ssize_t got = readFile(path.data(), text);
+  if (got == 0 || got == kNotOpened) {
     return false;
   }
   const std::string_view name = parseComm(kernelText(text.data(), text.size()));

@@ -49,7 +49,7 @@ void noteStop() {
 }
 
 WorkerWait workerWait(std::initializer_list<int> fds,
-                      std::optional<std::chrono::milliseconds> timeout) {
+                      std::optional<std::chrono::microseconds> timeout) {
   if (stopRequested()) {
     return WorkerWait::kStop;
   }

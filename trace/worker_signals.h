@@ -36,6 +36,6 @@ enum class WorkerWait { kReadable, kTimeout, kStop };
 // Sleeps in ppoll(2) until one of the descriptors (two at most; -1 is none) can be read or has
 // ended, the time has run (none: for good), or the stop arrives. Worker threads only.
 WorkerWait workerWait(std::initializer_list<int> fds,
-                      std::optional<std::chrono::milliseconds> timeout);
+                      std::optional<std::chrono::microseconds> timeout);
 
 }  // namespace tarnwick

@@ -111,6 +111,19 @@ class Records(TraceTest):
         self.assertEqual(self.trace_around(rename),
                          self.RECORD.format(5, "early") + self.RECORD.format(6, "early"))
 
+    def test_thread_that_has_ended_is_asked_for_once_in_a_drain(self):
+        events = 300
+        with self.start("--enter", "--systrace",
+                        prefix=["strace", "-D", "-f", "-o", "/data/strace", "-e", "trace=openat"]) as program:
+            program.wait_until_waiting()
+            self.send("".join(sched("runtime", 4711, "ended", 1000) for _ in range(events)))
+            program.type("\n")
+            program.finish()
+        opened = self.device.read("/data/strace").count('"/proc/4711/status"')
+        self.assertGreater(opened, 0)
+        # A drain has as many lines as the pipe had when it was read.
+        self.assertLess(opened, events // 10)
+
     def test_thread_that_has_no_status_yet_is_looked_up_again(self):
         for status in (None, "Name:\tx\n"):
             with self.subTest(status):

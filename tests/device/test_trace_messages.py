@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pty
+import select
 import unittest
 
 from trace_device import TraceTest, sched
@@ -54,8 +55,9 @@ class HeldOutput(TraceTest):
         self.addCleanup(os.close, leader)
         with self.start("--enter", "--systrace", stdout=follower) as program:
             program.wait_until_waiting()
-            os.close(follower)
             os.write(leader, CTRL_S)
+            wait_for(lambda: not select.select([], [follower], [], 0)[1], "the terminal is held")
+            os.close(follower)
             self.trace_on_while_held(program)
             os.write(leader, CTRL_Q)
             program.type("\n")
@@ -96,8 +98,9 @@ class HeldOutput(TraceTest):
         self.addCleanup(os.close, leader)
         with self.start("--enter", "--systrace", stdout=follower) as program:
             program.wait_until_waiting()
-            os.close(follower)
             os.write(leader, CTRL_S)
+            wait_for(lambda: not select.select([], [follower], [], 0)[1], "the terminal is held")
+            os.close(follower)
             self.trace_on_while_held(program)
             program.interrupt()
         self.wait_until_all_have_ended()

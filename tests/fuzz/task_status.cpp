@@ -9,9 +9,13 @@
 namespace tarnwick {
 
 void takeInput(std::string_view input) {
+  std::optional<int32_t> first;
   for (const std::string& line : lines_reading::fgetsLinesOf<80>(input)) {
-    expectSame(parseTgid(LoneText(line)), task_status_reading::sscanfTgidOf(line));
+    const std::optional<int32_t> tgid = task_status_reading::sscanfTgidOf(line);
+    expectSame(parseTgid(LoneText(line)), tgid);
+    first = first ? first : tgid;
   }
+  expectSame(parseTgidOfStatus(LoneText(input)), first);
   constexpr size_t kLongestComm = 128;
   const std::string text(kernelText(input.data(), std::min(input.size(), kLongestComm)));
   const LoneText lone(text);

@@ -24,6 +24,16 @@ TEST(Tgid, otherLinesHaveNone) {
   }
 }
 
+TEST(Tgid, isThatOfTheFirstLineThatHasOne) {
+  EXPECT_EQ(parseTgidOfStatus("Name:\tcat\nUmask:\t0022\nTgid:\t7\nTgid:\t8\n"), 7);
+  EXPECT_EQ(parseTgidOfStatus("Name:\tTgid:\nTgid:\t7"), 7);
+  EXPECT_EQ(parseTgidOfStatus("Name:\tcat\n"), std::nullopt);
+  EXPECT_EQ(parseTgidOfStatus(""), std::nullopt);
+  // A line is cut at 79 characters.
+  EXPECT_EQ(parseTgidOfStatus(std::string(79, 'x') + "Tgid:\t7\n"), 7);
+  EXPECT_EQ(parseTgidOfStatus(std::string(78, 'x') + "Tgid:\t7\n"), std::nullopt);
+}
+
 TEST(Tgid, anyBlanksMayStandBeforeTheNumber) {
   EXPECT_EQ(parseTgid("Tgid: \t\v 7\n"), 7);
   EXPECT_EQ(parseTgid("Tgid:7\n"), 7);

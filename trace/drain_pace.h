@@ -1,0 +1,44 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
+namespace tarnwick {
+
+// How long a reader rests after each drain. A thread is looked up while it lives, so it rests
+// shortly while threads come that were not seen before. Otherwise it rests longer from drain to
+// drain: a reader that the kernel wakes for every event is traced for every event, and slows down
+// what it measures. Pure.
+class DrainPace {
+ public:
+  using Rest = std::chrono::microseconds;
+
+  // Long rests stay within the kernel's buffer of 8 MB a CPU.
+  static constexpr Rest kShortRest{250};
+  static constexpr Rest kLongRest{15000};
+  static constexpr uint32_t kShortDrains = 8;
+
+  // A drain begins.
+  void startDrain() { ++drain_; }
+
+  // The number of the current drain.
+  uint32_t drain() const { return drain_; }
+
+  // It met a thread that was not known.
+  void metNewThread() { lastNew_ = drain_; }
+
+  // After the drain: kShortRest for the first kShortDrains after a new thread, then twice the rest
+  // before, up to kLongRest.
+  Rest rest() {
+    rest_ = drain_ - lastNew_ < kShortDrains ? kShortRest : std::min(rest_ * 2, kLongRest);
+    return rest_;
+  }
+
+ private:
+  uint32_t drain_ = 0;
+  uint32_t lastNew_ = 0;
+  Rest rest_ = kShortRest;
+};
+
+}  // namespace tarnwick

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "trace/drain_pace.h"
+#include "trace/name_table.h"
+#include "trace/page_cache_event.h"
+#include "trace/page_cache_report.h"
+#include "trace/sched_event.h"
+#include "trace/trace_record.h"
+
+namespace tarnwick {
+
+// What becomes of the events of one measurement: records of gTraceRecords, and the counts of
+// gPageCacheCounts. Pipe thread only.
+class EventStore {
+ public:
+  // Tells `pace` of threads that are new. It says when a drain begins: a thread that could not be
+  // looked up is asked for again in the next one.
+  explicit EventStore(DrainPace& pace) : pace_(pace) {}
+
+  // A scheduler event whose thread has been looked up, to be stored in its turn.
+  struct HeldEvent {
+    uint64_t time;              // of the ring, nanoseconds
+    NameTable::Id* threadName;  // where gTidNames has the thread's name
+    TraceRecord record;         // its duration is 0 when the event leaves no record
+  };
+
+  // No value when the event's thread or process cannot be looked up; what would have been a record
+  // then counts as unresolved in gTraceLosses.
+  std::optional<HeldEvent> hold(const SchedEvent& event, uint64_t time);
+
+  // Sets the thread's name and appends the record. Says so at the first one in the life of the
+  // process.
+  static void store(const HeldEvent& held);
+
+  void take(const SchedEvent& event);
+  void take(const PageCacheEvent& event);
+
+ private:
+  // A few threads have nearly all events; theirs need no look at three ordered maps.
+  struct Thread {
+    int32_t tid;
+    uint32_t failedDrain;  // when it could not be looked up
+    NameTable::Id* name;   // where gTidNames has the name; null when it could not be looked up
+  };
+
+  // Where gTidNames has the name of a thread; null when its events leave no record.
+  NameTable::Id* nameOfThread(int32_t tid);
+  NameTable::Id* lookUp(int32_t tid);
+
+  DrainPace& pace_;
+  std::array<Thread, 1024> threads_{};  // by the low bits of their ids
+
+  // Threads that could not be looked up in this drain.
+  std::unordered_set<int32_t> unresolved_;
+  uint32_t unresolvedDrain_ = 0;
+
+  // The counts of a file by its numbers: the key of gPageCacheCounts is a text, which takes longer
+  // to make than an event to read.
+  std::unordered_map<PageCacheFile, PageCacheCount*, PageCacheFileHash> countsByFile_;
+};
+
+}  // namespace tarnwick
