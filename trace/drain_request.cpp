@@ -25,4 +25,9 @@ bool DrainRequest::take() {
   return eventfd_read(fd_, &requests) == 0;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes what fd() stands for
+void DrainRequest::renew() {
+  eventfd_write(fd_, 1);
+}
+
 }  // namespace tarnwick

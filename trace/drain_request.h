@@ -24,6 +24,9 @@ class DrainRequest {
   // ... whether there is one, which then no longer stands, ...
   bool take();
 
+  // ... a way to leave the one that was taken for another reader, ...
+  void renew();
+
   // ... and the answer. At the end of its stream the reader gives it unasked.
   void answer() { answers_.release(); }
 

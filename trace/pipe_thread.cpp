@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -19,6 +20,7 @@
 #include "trace/lock.h"
 #include "trace/lost_events.h"
 #include "trace/page_cache_event.h"
+#include "trace/ring_trace.h"
 #include "trace/save_trace.h"
 #include "trace/sched_event.h"
 #include "trace/stream_reader.h"
@@ -70,7 +72,11 @@ void readText(int pipe, EventStore& store, DrainPace& pace) {
 void readTrace(int pipe) {
   DrainPace pace;
   EventStore store(pace);
-  readText(pipe, store, pace);
+  const std::unique_ptr<RingTrace> ring =
+      RingTrace::open(gTracingDirectory, gTraceSched, gTracePageCache);
+  if (ring == nullptr || !ring->run(store, *gDrainRequest, pace)) {
+    readText(pipe, store, pace);
+  }
 }
 
 void forgetMeasurement() {

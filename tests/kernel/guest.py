@@ -24,6 +24,7 @@ KERNEL = os.environ.get("TARNWICK_KERNEL", "6.1")
 KERNELS = os.environ["TARNWICK_KERNELS"]
 BUNDLE = os.environ["TARNWICK_BUNDLE"]
 LOAD = os.environ["TARNWICK_LOAD"]
+RING_COMPARE = os.environ["TARNWICK_RING_COMPARE"]
 
 # Most of this is for a script that hangs: it ends at a shorter deadline of its own (guest/lib.sh).
 DEADLINE_S = 240
@@ -157,6 +158,7 @@ class Guest:
         root.data("modules/order", "".join(f"{name}\n" for name in modules).encode())
         root.file("bin/busybox", f"{KERNELS}/busybox")
         root.file("bin/load", LOAD)
+        root.file("bin/ring_compare", RING_COMPARE)
         root.file("init", f"{HERE}/guest/init")
         root.file("sh", f"{HERE}/guest/sh")
         root.file("lib.sh", f"{HERE}/guest/lib.sh")

@@ -6,7 +6,7 @@ import unittest
 
 import trace_text
 from guest import CPUS, Guest
-from trace_text import LONGEST_NS, STOPPED, controls
+from trace_text import LONGEST_NS, STOPPED, controls, without_skipped
 
 SUMS = re.compile(r"(before|after) tid=(\d+) name=(.*) run=(\d+) delay=(\d+) wait=(\d+) iowait=(\d+)")
 TRACED = ["signal", "again", "enter", "once"]
@@ -42,7 +42,7 @@ class Systrace(unittest.TestCase):
         for name in ["silent", "again", "enter", "once"]:
             self.assertEqual(self.out[f"{name}.status"], "0\n", name)
         for name in ["silent", "signal", "enter", "once"]:
-            self.assertEqual(self.out[f"{name}.err"], "", name)
+            self.assertEqual(without_skipped(self.out[f"{name}.err"]), "", name)
         self.assertIn("Received first trace message...\n", self.out["enter"])
         self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n",
                       self.out["enter"])
@@ -99,15 +99,11 @@ class Systrace(unittest.TestCase):
                                        if record.tid in rivals and record.tag == "r")
             self.assertEqual(cpus.most_common(1)[0][0], 1)
 
-    def test_events_of_a_cpu_are_in_the_order_of_their_time(self):
-        # Those of all CPUs nearly are: the kernel can hand out an event a moment before it has an
-        # older one of another CPU.
+    def test_events_are_in_the_order_of_their_time(self):
         for name, records, _ in self.each():
-            for cpu in range(CPUS):
-                times = [record.time for record in records
-                         if record.tgid_name != "kpi" and record.cpu == cpu]
-                self.assertGreater(len(times), 10)
-                self.assertEqual(times, sorted(times), name)
+            times = [record.time for record in records if record.tgid_name != "kpi"]
+            self.assertGreater(len(times), 10 * CPUS)
+            self.assertEqual(times, sorted(times), name)
 
     def test_log_lines_stand_on_the_same_axis(self):
         for name, records, _ in self.each():
@@ -149,7 +145,7 @@ class ShortTraces(unittest.TestCase):
 
     def test_all_of_them_are_written(self):
         self.assertEqual(self.out["often.status"], "0\n")
-        self.assertEqual(self.out["often.err"], "")
+        self.assertEqual(without_skipped(self.out["often.err"]), "")
         self.assertEqual(self.out["often"].count("SIGUSR1->start()\n"), 21)
         self.assertEqual(self.out["often"].count("\nDone writing output to trace.txt...\n"), 21)
         self.assertEqual(len(self.out["logcat.arguments"].splitlines()), 2 * (21 + 1))
@@ -161,7 +157,7 @@ class ShortTraces(unittest.TestCase):
 
     def test_log_tool_that_is_not_in_the_trace_is_ended_by_its_name(self):
         self.assertEqual(self.out["quiet.status"], "0\n")
-        self.assertEqual(self.out["quiet.err"], "")
+        self.assertEqual(without_skipped(self.out["quiet.err"]), "")
         self.assertNotIn("Killing", self.out["quiet"])
         self.assertEqual(self.out["quiet.killed"], "logcat\n")
 

@@ -65,3 +65,8 @@ def controls(text):
     result = dict(line.split("=", 1) for line in text.splitlines())
     result["trace_clock"] = re.search(r"\[(\w+)\]", result["trace_clock"])[1]
     return result
+
+
+def without_skipped(errors):
+    """What stands on standard error, but for events of threads that ended before they could be looked up."""
+    return re.sub(r"tarnwick: trace: \d+ events? skipped: thread ended before it was looked up\n", "", errors)

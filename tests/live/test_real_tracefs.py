@@ -17,7 +17,7 @@ sys.path.insert(0, os.path.join(TESTS, "support"))
 sys.path.insert(0, os.path.join(TESTS, "device"))
 
 from harness import Device  # noqa: E402
-from tracing import CONTROLS, FILEMAP, KERNEL_WITH_LINKS, SCHED  # noqa: E402
+from tracing import CONTROLS, FILEMAP, KERNEL_WITH_LINKS, SCHED, link_ring  # noqa: E402
 
 PAGES = 300
 
@@ -131,3 +131,25 @@ class RealTracefs(unittest.TestCase):
         total = re.search(r"(?m)^add=(\d+) del=(\d+) file=total$", output)
         # Others have pages that come and go, too.
         self.assertGreaterEqual(sum(map(int, (lost[1], *total.groups()))), (2 * rounds - 1) * PAGES)
+
+
+class RealRing(RealTracefs):
+    """The same by way of the kernel's binary ring buffers."""
+
+    def setUp(self):
+        super().setUp()
+        link_ring(self.links.name, self.instance)
+
+    def test_trace_pipe_is_not_read(self):
+        file = self.new_file()
+        self.drop(file)
+        with self.start("--enter", prefix=["strace", "-D", "-f", "-y", "-o", f"{self.links.name}/log",
+                                                "-e", "trace=read"]) as program:
+            program.wait_until_waiting()
+            self.read_pages(file)
+            program.type("\n")
+            program.finish()
+        with open(f"{self.links.name}/log") as log:
+            reads = log.read()
+        self.assertIn("/trace_pipe_raw>, ", reads)
+        self.assertNotIn("/trace_pipe>, ", reads)
