@@ -13,7 +13,7 @@ import time
 from rows import CannotMeasure, Result, row
 from tools import (Pipe, costed, cpu_seconds, device, enter, median, need_root, of_rounds, profiled,
                    program, run_cost, slope, tool, wait_for)
-from tracing import CONTROLS, KERNEL_WITH_LINKS, TRACING
+from tracing import CONTROLS, KERNEL_WITH_LINKS, TRACING, link_ring
 
 # What an ordinary user has, and the largest one that he may have, where speed is not what is measured.
 PIPE_SIZE = 1 << 16
@@ -263,26 +263,50 @@ class Tracer:
                 cat.kill()
 
     @contextlib.contextmanager
+    def read_by_floor(self):
+        """What parses of the ring buffers as little as possible."""
+        with subprocess.Popen([tool("trace_reader"), "ring", self.folder]) as reader:
+            try:
+                yield reader.pid
+            finally:
+                reader.terminate()
+
     def read_by_us(self):
+        return self.program(ring=False)
+
+    def read_ring_by_us(self):
+        return self.program(ring=True)
+
+    @contextlib.contextmanager
+    def program(self, ring, records=None):
         """The program on this machine's kernel but for the tracing controls, which are plain files:
-        tracing is switched by us, and the counts outlive the measurement."""
+        tracing is switched by us, and the counts outlive the measurement. Without `ring` it finds no ring buffers
+        and reads the text. The list `records` gets the trace file."""
         with device() as made, tempfile.TemporaryDirectory(prefix="bench-") as links:
             for control in CONTROLS:
                 os.makedirs(os.path.dirname(os.path.join(links, control)), exist_ok=True)
                 open(os.path.join(links, control), "w").close()
             os.symlink(os.path.join(self.folder, "trace_pipe"), os.path.join(links, "trace_pipe"))
+            if ring:
+                link_ring(links, self.folder)
             for name in ("logcat", "busybox"):
                 made.write(f"/data/bin/{name}", "#!/bin/sh\n")
                 os.chmod(made.path(f"/data/bin/{name}"), 0o755)
-            os.mkdir(made.path("/data/trace.txt"))
+            if records is None:
+                os.mkdir(made.path("/data/trace.txt"))
             environment = dict(os.environ, PATH=f"/data/bin:{os.environ['PATH']}")
             with subprocess.Popen([*enter(made), "sh", "-c", KERNEL_WITH_LINKS, links, *command_of("sched")],
-                                  stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, env=environment) as process:
+                                  stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+                                  env=environment) as process:
                 try:
                     wait_for(lambda: has_thread(process.pid, "pipe_thread"), "the program reads")
                     yield process.pid
                 finally:
+                    if records is not None:
+                        self.write("tracing_on", "0")
                     process.communicate(b"\n")
+            if records is not None:
+                records.append(made.read("/data/trace.txt"))
 
 
 def has_thread(pid, name):
@@ -379,3 +403,94 @@ def pipe_moderate(options):
         rate = yield_rate(tracer, 110000)
         fast, _, lost = events_of_load(tracer, tracer.read_by_us, rate, 1 if options.short else 10)
         yield Result("events lost", f"of {fast:.0f} events a second", lost, "", None, target="none")
+
+
+@row("ring-saturated", "CPU time of an event of this machine's ring buffers, under saturation")
+def ring_saturated(options):
+    with Tracer() as tracer:
+        by_cat, by_floor, rates, losses = [], [], [], []
+        for _ in range(options.rounds):
+            cat, *_ = cpu_of_reading(tracer, tracer.read_by_cat, 0.5)
+            floor, *_ = cpu_of_reading(tracer, tracer.read_by_floor, 0.5)
+            ours, rate, lost = cpu_of_reading(tracer, tracer.read_ring_by_us, 0.5)
+            by_cat.append((ours * 1e6, cat * 1e6))
+            by_floor.append((ours * 1e6, floor * 1e6))
+            rates.append(rate)
+            losses.append(lost)
+        note = f"we read {median(rates):.0f} events a second, {median(losses):.0f} more were lost"
+        yield Result("an event", "us", **of_rounds(by_cat), floor_name="cat trace_pipe > /dev/null",
+                     target="at most 0.06", digits=3, note=note)
+        yield Result("an event", "us", **of_rounds(by_floor), floor_name="parsing the least", target="at most 2",
+                     digits=3)
+
+
+@row("ring-moderate", "the pipe thread on this machine's ring buffers, at a moderate load")
+def ring_moderate(options):
+    with Tracer() as tracer:
+        rate = yield_rate(tracer, 25000)
+        events, by_cat, by_floor, losses = [], [], [], 0
+        for _ in range(options.rounds):
+            alone, _, _ = events_of_load(tracer, nobody, rate, 0.5)
+            ours, our_cpu, lost = events_of_load(tracer, tracer.read_ring_by_us, rate, 0.5)
+            cat, cat_cpu, _ = events_of_load(tracer, tracer.read_by_cat, rate, 0.5)
+            floor, floor_cpu, _ = events_of_load(tracer, tracer.read_by_floor, rate, 0.5)
+            events.append((ours, alone))
+            by_cat.append((our_cpu / ours * 1e6, cat_cpu / cat * 1e6))
+            by_floor.append((our_cpu / ours * 1e6, floor_cpu / floor * 1e6))
+            losses += lost
+        yield Result("events while we read", "events a second", **of_rounds(events), floor_name="without a reader",
+                     target="at most 1.10", note=f"{losses} events were lost")
+        yield Result("an event", "us", **of_rounds(by_cat), floor_name="cat trace_pipe > /dev/null",
+                     target="at most 0.10", digits=3)
+        yield Result("an event", "us", **of_rounds(by_floor), floor_name="parsing the least", target="at most 2",
+                     digits=3)
+
+
+# Each starts 150 threads of this name, one after the other.
+SHORT_LIVED = {
+    "/bin/true": ("true", "for i in $(seq 150); do /bin/true; done"),
+    "sleep 0.005": ("sleep", "for i in $(seq 150); do sleep 0.005; done"),
+    "threads of 2.5 ms": ("shortlived", """exec python3 -c '
+import threading, time
+def work():
+    with open("/proc/thread-self/comm", "w") as comm:
+        comm.write("shortlived")
+    end = time.monotonic() + 0.0025
+    while time.monotonic() < end:
+        pass
+for _ in range(150):
+    thread = threading.Thread(target=work)
+    thread.start()
+    thread.join()
+'"""),
+}
+
+
+@row("short-lived", "how many of 150 short-lived threads are in the trace")
+def short_lived(options):
+    with Tracer() as tracer:
+        for what, (name, work) in SHORT_LIVED.items():
+            found, cpus = [], []
+            for _ in range(options.rounds):
+                records = []
+                with tracer.program(ring=True, records=records) as pid:
+                    tracer.restart()
+                    cpu = cpu_seconds(pid)
+                    subprocess.run(["sh", "-c", work], check=True)
+                    ours = cpu_seconds(pid) - cpu
+                count = len(set(re.findall(rf" tid=(\d+) tid_name={name} ", records[0])))
+                tracer.restart()
+                with subprocess.Popen([tool("trace_reader"), "lines", tracer.folder, name], text=True,
+                                      stdout=subprocess.PIPE) as reader:
+                    time.sleep(0.1)
+                    cpu = cpu_seconds(reader.pid)
+                    subprocess.run(["sh", "-c", work], check=True)
+                    floor = cpu_seconds(reader.pid) - cpu
+                    reader.terminate()
+                    floor_count = int(reader.communicate()[0])
+                found.append((count, floor_count))
+                cpus.append((ours * 1000, floor * 1000))
+            yield Result(what, "of 150", **of_rounds(found), floor_name="a blocking fgets reader",
+                         target="at least 1")
+            yield Result("CPU of reading them", "ms", **of_rounds(cpus), floor_name="a blocking fgets reader",
+                         target="at most 0.5", digits=1)
