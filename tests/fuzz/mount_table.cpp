@@ -19,8 +19,8 @@ void takeInput(std::string_view input) {
   const auto parents = mountinfo_reading::parentsOf(*expected);
   for (const auto& mount : *expected) {
     const std::string parent = mountinfo_reading::parentOf(mount);
-    expectSame(table->hasMountIn(LoneText(parent)), parents.count(parent) != 0);
-    expectSame(table->hasMountIn(mount.point), parents.count(mount.point) != 0);
+    expectSame(table->hasMountIn(LoneText(parent)), parents.contains(parent));
+    expectSame(table->hasMountIn(mount.point), parents.contains(mount.point));
   }
 }
 

@@ -35,12 +35,13 @@ TEST(LostEvents, NewlineMayBeMissing) {
 }
 
 TEST(LostEvents, OtherLinesHaveNone) {
+  constexpr const char* kInAName =
+      "  CPU:1 [LOST 7 -240     [001] d....    35.993756: sched_stat_runtime: comm=CPU:1 "
+      "[LOST 7 EVENTS] pid=240 runtime=110816 [ns]\n";
   for (const char* line :
        {"", "\n", "CPU:\n", "CPU:1\n", "CPU:1 [LOST\n", "CPU:1 [LOST 7\n", "CPU:1 [LOST 7 EVENTS\n",
         "CPU: [LOST 7 EVENTS]\n", "CPU:x [LOST 7 EVENTS]\n", " CPU:1 [LOST 7 EVENTS]\n",
-        "##### CPU 1 buffer started ####\n",
-        "  CPU:1 [LOST 7 -240     [001] d....    35.993756: sched_stat_runtime: comm=CPU:1 "
-        "[LOST 7 EVENTS] pid=240 runtime=110816 [ns]\n"}) {
+        "##### CPU 1 buffer started ####\n", kInAName}) {
     EXPECT_EQ(parseLostEvents(line), std::nullopt) << line;
   }
 }

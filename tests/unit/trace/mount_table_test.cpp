@@ -197,7 +197,7 @@ TEST(MountTable, agreesWithTheLibrariesOnRandomTexts) {
     ++whole;
     const auto parents = mountinfo_reading::parentsOf(*expected);
     for (const char* const folder : {"", "/a", "/a b", R"(/ 1/\04)", "/a\r", "/b"}) {
-      ASSERT_EQ(table->hasMountIn(folder), parents.count(folder) != 0) << text << folder;
+      ASSERT_EQ(table->hasMountIn(folder), parents.contains(folder)) << text << folder;
     }
     for (const auto& mount : *expected) {
       ASSERT_EQ(table->entriesCarryInodes(mount.major, mount.minor, TMPFS_MAGIC) ||

@@ -32,7 +32,7 @@ void expectAsTheLine(const std::string& comm, uint64_t delay, uint64_t nanosecon
   char head[100];
   snprintf(head, sizeof head, "%5lu.%06lu", micros / 1000000, micros % 1000000);
   const std::string lines = "             cat-9 [003] d..1. " + std::string(head) +
-                            ": sched_stat_wait: comm=" + comm.c_str() +
+                            ": sched_stat_wait: comm=" + comm.substr(0, comm.find('\0')) +
                             " pid=123 delay=" + std::to_string(delay) + " [ns]\n";
   std::optional<SchedEvent> expected;
   std::string name;
