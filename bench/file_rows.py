@@ -8,7 +8,7 @@ import subprocess
 import tempfile
 
 from rows import Result, row
-from tools import Cost, costed, device, enter, is_root, of_rounds, program, run_cost, tool
+from tools import Cost, costed, device, enter, of_rounds, private_mounts, program, run_cost, tool
 from tracing import CONTROLS, TRACING
 
 MOUNTS = "proc/self/mountinfo"
@@ -55,10 +55,9 @@ ENTER_ROOT = (f'mount --bind "$0" "$0" && cd "$0" && mount --bind /proc/$$/mount
 
 def chroot_cost(root, command):
     """What a command costs inside; it writes its cost there."""
-    user = [] if is_root() else ["--user", "--map-root-user"]
     out = f"{root}/tmp/cost"
     with open(f"{root}/data/printed", "wb") as printed:
-        subprocess.run(["unshare", "--mount", *user, "sh", "-c", ENTER_ROOT, root, *command], check=True,
+        subprocess.run([private_mounts(), "sh", "-c", ENTER_ROOT, root, *command], check=True,
                        stdin=subprocess.DEVNULL, stdout=printed)
     with open(out) as text:
         return Cost(text.read())

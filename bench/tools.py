@@ -179,6 +179,12 @@ def device(cpus=2):
         made.close()
 
 
+def private_mounts():
+    """What gives a command a mount namespace of its own."""
+    from harness import TESTS
+    return os.path.join(TESTS, "support", "private_mounts.sh")
+
+
 def enter(made):
     from harness import ENTER
     return [ENTER, made.folder]

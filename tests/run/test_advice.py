@@ -37,7 +37,10 @@ class Advice(unittest.TestCase):
             file.write(command_line)
 
     def warnings(self, *options, prefix=()):
-        result = self.tree.start("run.sh", *options, prefix=(ENTER_DEVICE, self.device, *prefix))
+        # The stubs are for run.sh, not for what makes the device.
+        stubs = f"PATH={self.tree.bin}:{os.environ['PATH']}"
+        result = self.tree.start("run.sh", *options, path=os.environ["PATH"],
+                                 prefix=(ENTER_DEVICE, self.device, *prefix, "env", stubs))
         # Whatever it says, the program runs, with its own output and status.
         self.assertEqual((result.returncode, result.stdout), (7, f"options: {' '.join(options)}\n"), result.stderr)
         return result.stderr
