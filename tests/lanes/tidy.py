@@ -24,8 +24,8 @@ UNIT_TESTS = os.path.join(ROOT, "tests", "unit")
 # More take longer than the last CPU should work alone.
 MAX_GROUP = 12
 # A declaration at the start of a line, up to its name and what follows that.
-DECLARED = re.compile(r"^(?!namespace )(?:[A-Za-z_][\w:<>,*&\[\] ]*[ *&])?([A-Za-z_]\w*)(?:\[\w*\])*(?: final)? ?[({=;]", re.M)
-BASES = re.compile(r"^((?:class|enum|struct) .*?) : .*$", re.M)
+DECLARED = re.compile(r"^(?!namespace )(?:[A-Za-z_][\w:<>,*&\[\] ]*[ *&])?([A-Za-z_]\w*)(?:\[\w*\])* ?[({=;]", re.M)
+BASES = re.compile(r"^((?:class|enum|struct) .*?)(?: final| :) .*$", re.M)
 
 
 def git(*arguments):
