@@ -171,7 +171,8 @@ class Runner:
             self.counts.add(ctest_log.counts(text))
             self._note_skips(one.step)
             text = ctest_log.failures(text)
-        text = without_progress(text)
+        else:
+            text = without_progress(text)
         if passed:
             self.memory.add(one.step.name, one.seconds())
         else:

@@ -93,7 +93,7 @@ class Run(unittest.TestCase):
             log.write("1/2 Test #1: one ... Passed 0.10 sec\n2/2 Test #2: two ...***Failed 0.10 sec\nwhy\n")
         self.assertFalse(self.run_steps(step("a", ("sh", "-c", "cat ctest.log; exit 8"), folders=("release",), ctest=True)))
         self.assertEqual((self.runner.counts.passed, self.runner.counts.failed), (1, 1))
-        self.assertIn("why", self.out.getvalue())
+        self.assertIn("2/2 Test #2: two ...***Failed 0.10 sec\nwhy\n", self.out.getvalue())
         self.assertNotIn("Test #1", self.out.getvalue())
 
     def test_nothing_is_written_over_unless_to_a_terminal(self):
