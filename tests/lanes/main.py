@@ -53,6 +53,7 @@ def main():
         if step.name in memory.passed:
             show.line(f"{step.name}: passed before")
     run = runner.Runner(wanted, steps.ROOT, logs, show, memory)
+    runner.interrupt_on_signals()
     try:
         passed = run.run()
     except KeyboardInterrupt:

@@ -15,6 +15,8 @@ PROGRESS = re.compile(r"^ *\[?(\d+)/(\d+)\b")
 POLL_S = 0.2
 # Without a terminal, how often to say what goes on.
 HEARTBEAT_S = 60
+# How long steps that are interrupted may clean up.
+STOP_S = 10
 
 
 def duration(seconds):
@@ -35,6 +37,15 @@ def progress(log):
 def without_progress(log):
     """A log without its lines of progress."""
     return "\n".join(line for line in log.splitlines() if not PROGRESS.match(line))
+
+
+def interrupt_on_signals():
+    """Makes SIGTERM and SIGHUP raise KeyboardInterrupt, as SIGINT does. Keeps SIGHUP ignored under nohup(1)."""
+    def interrupt(*_):
+        raise KeyboardInterrupt
+    signal.signal(signal.SIGTERM, interrupt)
+    if signal.getsignal(signal.SIGHUP) != signal.SIG_IGN:
+        signal.signal(signal.SIGHUP, interrupt)
 
 
 def tail(path, size=4096):
@@ -104,13 +115,32 @@ class Running:
     def seconds(self):
         return time.monotonic() - self.started
 
-    def kill(self):
+    def send(self, signo):
+        """Sends a signal to all processes of the step. 0 sends none. Returns whether there are any."""
+        self.process.poll()
         try:
-            os.killpg(self.process.pid, signal.SIGTERM)
+            os.killpg(self.process.pid, signo)
         except ProcessLookupError:
-            pass
-        self.process.wait()
-        self.log.close()
+            return False
+        except PermissionError:  # a step that sudo runs
+            return subprocess.run(("sudo", "-n", "kill", f"-{int(signo)}", "--", f"-{self.process.pid}"),
+                                  stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL).returncode == 0
+        return True
+
+
+def stop(running):
+    """Interrupts steps as Ctrl-C would. Kills what is left of them after STOP_S, or at a second Ctrl-C."""
+    try:
+        for one in running:
+            one.send(signal.SIGINT)
+        end = time.monotonic() + STOP_S
+        while any(one.send(0) for one in running) and time.monotonic() < end:
+            time.sleep(POLL_S)
+    finally:
+        for one in running:
+            one.send(signal.SIGKILL)
+            one.process.wait()
+            one.log.close()
 
 
 class Runner:
@@ -160,8 +190,7 @@ class Runner:
                         self.screen.going_on(one.step, one.seconds(), progress(tail(one.log_path)))
                 self.screen.status([(one.step, one.seconds(), progress(tail(one.log_path))) for one in running])
         finally:
-            for one in running:
-                one.kill()
+            stop(running)
         return not self.failed
 
     def _end(self, one, passed):

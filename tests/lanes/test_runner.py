@@ -2,13 +2,20 @@
 
 import io
 import os
+import signal
+import sys
 import tempfile
 import unittest
+from unittest import mock
 
 import runner
 import screen
 from runner import Memory, Runner
-from steps import BACKGROUND, CPU, WAIT, Step
+from steps import BACKGROUND, CPU, ROOT, WAIT, Step
+
+sys.path.insert(0, os.path.join(ROOT, "tests", "support"))
+
+from deadline import wait_for  # noqa: E402
 
 TICKS = "echo begin $0 >>order; sleep 0.5; echo end $0 >>order"
 
@@ -22,6 +29,27 @@ class Terminal(io.StringIO):
         return True
 
 
+class Interrupted(screen.Screen):
+    """Interrupts the run as soon as the file is there."""
+
+    def __init__(self, out, file):
+        super().__init__(out)
+        self.file = file
+
+    def status(self, running):
+        if os.path.exists(self.file):
+            raise KeyboardInterrupt
+
+
+def is_alive(pid):
+    """Whether a process is there that has not ended. See proc_pid_stat(5)."""
+    try:
+        with open(f"/proc/{pid}/stat") as stat:
+            return stat.read().rpartition(")")[2].split()[0] not in "ZX"
+    except FileNotFoundError:
+        return False
+
+
 class Run(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -29,10 +57,16 @@ class Run(unittest.TestCase):
         self.folder = folder.name
         self.out = io.StringIO()
 
-    def run_steps(self, *steps, resume=False):
+    def run_steps(self, *steps, resume=False, show=None):
         self.memory = Memory(os.path.join(self.folder, "logs", "lane.json"), resume)
-        self.runner = Runner(steps, self.folder, os.path.join(self.folder, "logs"), screen.Screen(self.out), self.memory)
+        self.runner = Runner(steps, self.folder, os.path.join(self.folder, "logs"), show or screen.Screen(self.out),
+                             self.memory)
         return self.runner.run()
+
+    def interrupt_steps(self, *steps):
+        """When the file `begun` is there."""
+        with self.assertRaises(KeyboardInterrupt):
+            self.run_steps(*steps, show=Interrupted(self.out, os.path.join(self.folder, "begun")))
 
     def order(self):
         path = os.path.join(self.folder, "order")
@@ -87,6 +121,35 @@ class Run(unittest.TestCase):
         self.assertTrue(self.run_steps(step("a")))
         self.assertTrue(self.run_steps(step("a")))
         self.assertEqual(self.order().count("begin a"), 2)
+
+    def test_an_interrupted_step_can_clean_up(self):
+        script = "trap 'sleep 0.5; touch cleaned; exit 1' INT; touch begun; while :; do sleep 0.1; done"
+        self.interrupt_steps(step("a", ("sh", "-c", script)))
+        self.assertTrue(os.path.exists(os.path.join(self.folder, "cleaned")))
+
+    def test_an_interrupted_run_leaves_no_process(self):
+        # A shell's background process ignores SIGINT.
+        script = "sleep 1000 & echo $! >pid; touch begun; wait"
+        with mock.patch.object(runner, "STOP_S", 0.5):
+            self.interrupt_steps(step("a", ("sh", "-c", script)))
+        with open(os.path.join(self.folder, "pid")) as file:
+            pid = int(file.read())
+        wait_for(lambda: not is_alive(pid), "the process ends", 10)
+
+    def test_sigterm_and_sighup_interrupt_a_run(self):
+        for signo in (signal.SIGTERM, signal.SIGHUP):
+            self.addCleanup(signal.signal, signo, signal.getsignal(signo))
+        signal.signal(signal.SIGHUP, signal.SIG_DFL)
+        runner.interrupt_on_signals()
+        for signo in (signal.SIGTERM, signal.SIGHUP):
+            self.assertRaises(KeyboardInterrupt, signal.raise_signal, signo)
+
+    def test_nohup_is_respected(self):
+        for signo in (signal.SIGTERM, signal.SIGHUP):
+            self.addCleanup(signal.signal, signo, signal.getsignal(signo))
+        signal.signal(signal.SIGHUP, signal.SIG_IGN)
+        runner.interrupt_on_signals()
+        signal.raise_signal(signal.SIGHUP)
 
     def test_tests_are_counted_and_those_that_passed_not_shown(self):
         with open(os.path.join(self.folder, "ctest.log"), "w") as log:
