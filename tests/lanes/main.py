@@ -21,17 +21,19 @@ def parse(arguments):
     return "all", words, resume
 
 
-def summary(show, run, ran, words):
+def summary(show, run, passed, words):
+    """How long each step took, why tests were skipped, and how many passed. Never says that 0 failed unless all passed."""
     show.line()
-    for step in ran:
-        seconds = run.memory.passed.get(step.name)
-        if seconds:
-            show.line(f"{seconds['seconds']:6} s  {step.name}")
+    for step in run.steps:
+        if step.name in run.done:
+            show.line(f"{run.memory.passed[step.name]['seconds']:6} s  {step.name}")
     for reason, count in sorted(run.reasons.items()):
         show.line(f"skipped ({count}): {reason}")
     failed = run.counts.failed
     if run.failed:
-        show.line("FAILED: " + ", ".join(step.name for step in run.failed) + f"; ./test.sh --resume{words} goes on there")
+        show.line("FAILED: " + ", ".join(step.name for step in run.failed))
+    if not passed:
+        show.line(f"./test.sh --resume{words} continues there")
         failed = failed or 1
     skipped = f", {run.counts.skipped} skipped" if run.counts.skipped else ""
     show.line(f"{run.counts.passed} passed, {failed} failed{skipped}")
@@ -49,18 +51,21 @@ def main():
     logs = os.path.join(steps.ROOT, "build", "test")
     name = "-".join([lane, *labels])
     memory = runner.Memory(os.path.join(logs, f"{name}.json"), resume)
-    for step in wanted:
-        if step.name in memory.passed:
-            show.line(f"{step.name}: passed before")
+    if all(step.name in memory.passed for step in wanted):
+        sys.exit("test.sh: nothing to resume: all steps have passed; run it without --resume")
     run = runner.Runner(wanted, steps.ROOT, logs, show, memory)
+    for step in wanted:
+        if step.name in run.done:
+            show.line(f"{step.name}: passed before")
     runner.interrupt_on_signals()
     try:
         passed = run.run()
     except KeyboardInterrupt:
         show.line("interrupted")
         passed = False
-    summary(show, run, wanted, "".join(f" {word}" for word in sys.argv[1:] if word != "--resume"))
+    summary(show, run, passed, "".join(f" {word}" for word in sys.argv[1:] if word != "--resume"))
     sys.exit(0 if passed else 1)
 
 
-main()
+if __name__ == "__main__":
+    main()

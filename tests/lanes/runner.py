@@ -1,5 +1,6 @@
 """Runs steps: one of each kind at a time, each as soon as what it needs has passed."""
 
+import dataclasses
 import json
 import os
 import re
@@ -8,7 +9,7 @@ import subprocess
 import time
 
 import ctest_log
-from steps import BACKGROUND
+from steps import BACKGROUND, CPU
 
 # "[12/310] Building", "  12/1206 Test #12:", "12/145 a.cpp"
 PROGRESS = re.compile(r"^ *\[?(\d+)/(\d+)\b")
@@ -48,6 +49,15 @@ def interrupt_on_signals():
         signal.signal(signal.SIGHUP, interrupt)
 
 
+def steps_to_run(steps, passed):
+    """The steps that have not passed, and the builds that they need: the sources may have changed since."""
+    wanted = {step.name for step in steps if step.name not in passed}
+    for step in reversed(steps):
+        if step.name in wanted:
+            wanted.update(other.name for other in steps if other.name in step.needs and other.kind == CPU)
+    return [step for step in steps if step.name in wanted]
+
+
 def tail(path, size=4096):
     """The end of a file."""
     with open(path, "rb") as file:
@@ -66,8 +76,8 @@ class Memory:
                 self.passed = json.load(file)
         self._save()
 
-    def add(self, name, seconds):
-        self.passed[name] = {"seconds": round(seconds), "time": round(time.time())}
+    def add(self, name, seconds, counts):
+        self.passed[name] = {"seconds": round(seconds), "tests": dataclasses.asdict(counts)}
         self._save()
 
     def _save(self):
@@ -149,30 +159,32 @@ class Runner:
     def __init__(self, steps, root, logs, screen, memory):
         self.steps, self.root, self.logs = steps, root, logs
         self.screen, self.memory = screen, memory
+        self.waiting = steps_to_run(steps, memory.passed)
+        self.done = {step.name for step in steps if step not in self.waiting}
         self.counts = ctest_log.Counts()
+        for name in self.done:
+            self.counts.add(ctest_log.Counts(**memory.passed[name]["tests"]))
         self.reasons = {}
         self.failed = []
 
-    def _startable(self, waiting, running, done):
+    def _startable(self, running):
         """The next step of the table that nothing keeps from starting."""
         kinds = {other.step.kind for other in running}
         folders = {folder for other in running for folder in other.step.folders}
-        for step in waiting:
-            if step.kind not in kinds and not folders & set(step.folders) and done.issuperset(step.needs):
+        for step in self.waiting:
+            if step.kind not in kinds and not folders & set(step.folders) and self.done.issuperset(step.needs):
                 return step
         return None
 
     def run(self):
         """Runs all steps, or those until one fails: steps that run then are still waited for, and no other begins.
         Returns whether all have passed."""
-        done = {step.name for step in self.steps if step.name in self.memory.passed}
-        waiting = [step for step in self.steps if step.name not in done]
         running = []
         os.makedirs(self.logs, exist_ok=True)
         try:
-            while waiting or running:
-                while not self.failed and (step := self._startable(waiting, running, done)):
-                    waiting.remove(step)
+            while self.waiting or running:
+                while not self.failed and (step := self._startable(running)):
+                    self.waiting.remove(step)
                     self.screen.step_started(step, self.steps.index(step) + 1, len(self.steps))
                     running.append(Running(step, self.root, os.path.join(self.logs, f"{step.name.replace(' ', '-')}.log")))
                 if not running:
@@ -184,26 +196,28 @@ class Runner:
                         running.remove(one)
                         self._end(one, passed)
                         if passed:
-                            done.add(one.step.name)
+                            self.done.add(one.step.name)
                     elif time.monotonic() - one.heartbeat >= HEARTBEAT_S:
                         one.heartbeat = time.monotonic()
                         self.screen.going_on(one.step, one.seconds(), progress(tail(one.log_path)))
                 self.screen.status([(one.step, one.seconds(), progress(tail(one.log_path))) for one in running])
         finally:
             stop(running)
-        return not self.failed
+        return not self.failed and not self.waiting
 
     def _end(self, one, passed):
         with open(one.log_path, errors="replace") as file:
             text = file.read()
+        counts = ctest_log.Counts()
         if one.step.ctest:
-            self.counts.add(ctest_log.counts(text))
+            counts = ctest_log.counts(text)
+            self.counts.add(counts)
             self._note_skips(one.step)
             text = ctest_log.failures(text)
         else:
             text = without_progress(text)
         if passed:
-            self.memory.add(one.step.name, one.seconds())
+            self.memory.add(one.step.name, one.seconds(), counts)
         else:
             self.failed.append(one.step)
         self.screen.step_ended(one.step, one.seconds(), passed, text)

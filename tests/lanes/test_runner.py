@@ -117,6 +117,26 @@ class Run(unittest.TestCase):
         self.assertTrue(self.run_steps(*steps, resume=True))
         self.assertEqual(self.order(), ["begin a", "end a", "begin c", "end c"])
 
+    def test_a_resumed_run_repeats_the_builds_that_it_needs(self):
+        tests = step("tests", ("sh", "-c", "test -e fixed"), kind=WAIT, needs=("build",))
+        steps = step("sysroot"), step("build", needs=("sysroot",)), step("checks", kind=BACKGROUND), tests
+        self.assertFalse(self.run_steps(*steps))
+        os.remove(os.path.join(self.folder, "order"))
+        open(os.path.join(self.folder, "fixed"), "w").close()
+        self.assertTrue(self.run_steps(*steps, resume=True))
+        self.assertEqual(self.order(), ["begin sysroot", "end sysroot", "begin build", "end build"])
+
+    def test_a_resumed_run_counts_what_passed_before(self):
+        steps = (step("a", ("echo", "1/1 Test #1: one ... Passed 0.10 sec"), folders=("a",), ctest=True),
+                 step("b", ("test", "-e", "fixed"), folders=("b",)))
+        self.assertFalse(self.run_steps(*steps))
+        open(os.path.join(self.folder, "fixed"), "w").close()
+        self.assertTrue(self.run_steps(*steps, resume=True))
+        self.assertEqual(self.runner.counts.passed, 1)
+
+    def test_a_step_that_can_never_start_is_a_failure(self):
+        self.assertFalse(self.run_steps(step("a", needs=("nothing",))))
+
     def test_a_run_that_does_not_resume_runs_all(self):
         self.assertTrue(self.run_steps(step("a")))
         self.assertTrue(self.run_steps(step("a")))
