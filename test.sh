@@ -7,7 +7,7 @@
 #   ./test.sh all        everything that has to pass, in at most 25 minutes
 #   ./test.sh coverage   how much of the program the tests reach
 #   ./test.sh PART...    parts of `all`: format release asan tsan aarch64 bundle packages kernel libcxx clang tidy
-#   ./test.sh --resume   goes on at the step at which the last run of the same lane failed
+#   ./test.sh --resume   continues at the step at which the last run of the same lane failed
 #
 # tests/README.md says what the lanes leave out. Each step's output is in build/test/. The last line sums up all tests
 # that ctest has run, `N passed, N failed`; a step that fails for another reason than a test counts as one failure.
@@ -16,13 +16,19 @@ set -euo pipefail
 cd "$(dirname -- "$(readlink -f -- "${BASH_SOURCE[0]}")")"
 exec </dev/null
 
+parts=$(sed -n 's/^#.* parts of `all`: //p' test.sh)
 for word in "$@"; do
+  case " --resume all coverage $parts " in
+    *" $word "*) continue ;;
+  esac
   case $word in
     -h | --help)
       sed -n '2,/^set /{/^set /d;s/^# \{0,1\}//p}' test.sh
       exit
       ;;
   esac
+  echo "test.sh: there is no part '$word'; the parts are $parts" >&2
+  exit 2
 done
 
 group=test
@@ -33,4 +39,4 @@ if ! scripts/install-packages.sh "$group"; then
   echo "0 passed, 1 failed"
   exit 1
 fi
-exec python3 tests/lanes/main.py "$@"
+PYTHONDONTWRITEBYTECODE=1 exec python3 tests/lanes/main.py "$@"

@@ -1,5 +1,6 @@
 """The table of steps."""
 
+import subprocess
 import unittest
 
 import steps
@@ -28,6 +29,12 @@ class Table(unittest.TestCase):
         with open(f"{steps.ROOT}/test.sh") as script:
             usage = next(line for line in script if "parts of `all`" in line)
         self.assertEqual(set(usage.split("`all`: ")[1].split()), {one.label for one in LANES["all"]})
+
+    def test_an_unknown_part_ends_test_sh_before_it_installs_anything(self):
+        ran = subprocess.run((f"{steps.ROOT}/test.sh", "asan", "no-part"), env={"PATH": "/usr/bin:/bin"}, text=True,
+                             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual((ran.returncode, ran.stdout), (2, ""))
+        self.assertIn("there is no part 'no-part'; the parts are format release", ran.stderr)
 
     def test_a_step_that_runs_ctest_writes_one_folder(self):
         for table in LANES.values():
