@@ -30,6 +30,12 @@ class Table(unittest.TestCase):
             usage = next(line for line in script if "parts of `all`" in line)
         self.assertEqual(set(usage.split("`all`: ")[1].split()), {one.label for one in LANES["all"]})
 
+    def test_coverage_deletes_counts_before_it_builds(self):
+        configure, forget, compile_ = LANES["coverage"][0].commands
+        self.assertIn("--preset", configure)
+        self.assertEqual((forget[0], forget[-1]), ("find", "-delete"))
+        self.assertIn("--build", compile_)
+
     def test_an_unknown_part_ends_test_sh_before_it_installs_anything(self):
         ran = subprocess.run((f"{steps.ROOT}/test.sh", "asan", "no-part"), env={"PATH": "/usr/bin:/bin"}, text=True,
                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
