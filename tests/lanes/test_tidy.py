@@ -1,7 +1,9 @@
 """Which sources clang-tidy gets together."""
 
 import os
+import tempfile
 import unittest
+from unittest import mock
 
 import tidy
 
@@ -36,6 +38,27 @@ class Grouped(unittest.TestCase):
     def test_a_group_is_no_larger_than_the_limit(self):
         groups = tidy.grouped(source(str(number)) for number in range(tidy.MAX_GROUP + 1))
         self.assertEqual([len(group) for group in groups], [tidy.MAX_GROUP, 1])
+
+
+class Check(unittest.TestCase):
+    def check(self, script):
+        """What a clang-tidy that runs this script finds."""
+        with tempfile.TemporaryDirectory() as folder:
+            path = os.path.join(folder, "clang-tidy")
+            with open(path, "w") as tool:
+                tool.write(f"#!/bin/sh\n{script}\n")
+            os.chmod(path, 0o755)
+            with mock.patch.dict(os.environ, PATH=f"{folder}:{os.environ['PATH']}"):
+                return tidy.check("a.cpp")
+
+    def test_a_clean_file_has_no_findings(self):
+        self.assertEqual(self.check("echo 5 warnings generated"), "")
+
+    def test_findings_are_those_that_clang_tidy_prints(self):
+        self.assertEqual(self.check("echo finding; exit 1"), "finding\n")
+
+    def test_a_crash_without_output_is_a_finding(self):
+        self.assertEqual(self.check("kill -KILL $$"), "a.cpp: clang-tidy ended with status -9\n")
 
 
 class Names(unittest.TestCase):

@@ -98,7 +98,10 @@ def check(path, *options):
     in foreign headers."""
     ran = subprocess.run(["clang-tidy", "--quiet", "--warnings-as-errors=*", *options, path],
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-    return ran.stdout if ran.returncode != 0 else ""
+    if ran.returncode == 0:
+        return ""
+    # A crash may print nothing.
+    return ran.stdout or f"{path}: clang-tidy ended with status {ran.returncode}\n"
 
 
 def check_group(number, paths, command):
@@ -124,7 +127,7 @@ def main():
     if "--changed" in sys.argv[1:]:
         changed = changed_files()
         if changed is None:
-            print("no git checkout: it is unknown which files have changed")
+            print("skipped: tidy: no git checkout with a main branch, or one of another user")
             return 0
         files = [path for path in files if os.path.relpath(path, ROOT) in changed or includes(texts[path]) & changed]
     os.makedirs(GROUPS, exist_ok=True)
