@@ -215,6 +215,8 @@ class Runner:
             self._note_skips(one.step)
             text = ctest_log.failures(text)
         else:
+            for reason in re.findall("(?m)^skipped: (.*)$", text):
+                self.reasons[reason] = self.reasons.get(reason, 0) + 1
             text = without_progress(text)
         if passed:
             self.memory.add(one.step.name, one.seconds(), counts)

@@ -179,6 +179,10 @@ class Run(unittest.TestCase):
         self.assertIn("2/2 Test #2: two ...***Failed 0.10 sec\nwhy\n", self.out.getvalue())
         self.assertNotIn("Test #1", self.out.getvalue())
 
+    def test_a_step_can_say_that_it_was_skipped(self):
+        self.assertTrue(self.run_steps(step("a", ("echo", "skipped: no checkout"))))
+        self.assertEqual(self.runner.reasons, {"no checkout": 1})
+
     def test_nothing_is_written_over_unless_to_a_terminal(self):
         self.run_steps(step("a"))
         self.assertNotIn("\r", self.out.getvalue())
