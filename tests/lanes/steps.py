@@ -71,7 +71,7 @@ def python(script, *arguments):
     return (sys.executable, os.path.join(HERE, script), *arguments)
 
 
-# What the quick lane leaves to the full one: stress, and what waits a minute or looks at packages and benches.
+# What the quick lane leaves to the full one: stress, what waits a minute, and the tests of packages, benches and scripts.
 NOT_QUICK = "^(stress|slow|packaging|bench|run)"
 
 
@@ -117,7 +117,7 @@ def all_steps():
               (*as_root(), "env", "TARNWICK=build/libcxx/tarnwick", "PYTHONDONTWRITEBYTECODE=1",
                sys.executable, "-m", "unittest", "discover", "-s", "tests/device", "-p", "test_trees.py"))),
         build("clang", "clang++, what no sanitizer build has", 10, targets=("tarnwick_launcher", "tarnwick_load"),
-              needs=("tidy",), label="clang"),
+              label="clang"),
     )
 
 
