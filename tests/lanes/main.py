@@ -47,6 +47,8 @@ def main():
     except KeyError as label:
         known = " ".join(dict.fromkeys(step.label for step in table))
         sys.exit(f"test.sh: there is no part {label}; the parts are {known}")
+    # Logs can have characters that the locale lacks.
+    sys.stdout.reconfigure(errors="replace")
     show = screen.Screen(sys.stdout)
     logs = os.path.join(steps.ROOT, "build", "test")
     name = "-".join([lane, *labels])
