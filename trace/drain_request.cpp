@@ -13,9 +13,9 @@ DrainRequest::~DrainRequest() {
   }
 }
 
-void DrainRequest::await(std::chrono::milliseconds patience) {
+void DrainRequest::await(std::chrono::milliseconds timeout) {
   if (eventfd_write(fd_, 1) == 0) {
-    static_cast<void>(answers_.try_acquire_for(patience));
+    static_cast<void>(answers_.try_acquire_for(timeout));
   }
 }
 

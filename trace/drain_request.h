@@ -5,8 +5,8 @@
 
 namespace tarnwick {
 
-// Asks a reader that rests between its drains to take at once what can be read, and waits until it
-// has. One thread asks, once; another answers.
+// Makes a reader that rests between its drains take at once what can be read. One thread requests
+// that, once, and waits; the reader's thread answers.
 class DrainRequest {
  public:
   DrainRequest();
@@ -14,20 +14,22 @@ class DrainRequest {
   DrainRequest(const DrainRequest&) = delete;
   DrainRequest& operator=(const DrainRequest&) = delete;
 
-  // Returns after a drain that began after the call, or when the reader has met the end of its
-  // stream, or after `patience`.
-  void await(std::chrono::milliseconds patience);
+  // Returns after a drain that began after the call, at the end of the reader's stream, or after
+  // the timeout. Without a descriptor it returns at once.
+  void await(std::chrono::milliseconds timeout);
 
-  // The reader's side: a descriptor that can be read when there is a request (see eventfd(2)), ...
+  // The rest is for the reader.
+
+  // Readable while there is a request, see eventfd(2). -1 if the kernel gave no descriptor.
   int fd() const { return fd_; }
 
-  // ... whether there is one, which then no longer stands, ...
+  // Whether there is a request. Takes it.
   bool take();
 
-  // ... a way to leave the one that was taken for another reader, ...
+  // Puts back the request that was taken, for the next reader.
   void renew();
 
-  // ... and the answer. At the end of its stream the reader gives it unasked.
+  // Ends the wait. At the end of its stream the reader answers without a request.
   void answer() { answers_.release(); }
 
  private:

@@ -23,8 +23,8 @@ namespace tarnwick {
 struct EventField {
   uint32_t offset;
   uint32_t size;
-  bool
-      dynamic;  // __data_loc: 32 bits, the offset of the text in the low half, its size in the high
+  // __data_loc: 32 bits, the offset of the text in the low half, its size in the high.
+  bool dynamic;
 
   uint32_t end() const { return offset + size; }
 };

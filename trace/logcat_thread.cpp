@@ -28,7 +28,7 @@ constexpr const char* kLogcat =
     "KPI-R2K-WMS-5 KPI-R2K-WMS-6";
 
 // How long the fallback may take to end the tool before it is ended itself.
-constexpr std::chrono::milliseconds kPatience{2000};
+constexpr std::chrono::milliseconds kFallbackTimeout{2000};
 
 void onLogcatThreadSignal(int signo) {
   if (signo == SIGUSR2) {
@@ -89,7 +89,7 @@ void endLogcat() {
     postMessage("Killing logcat process " + std::to_string(logcat));
     kill(logcat, SIGKILL);
   } else {
-    ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kPatience);
+    ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kFallbackTimeout);
   }
 }
 

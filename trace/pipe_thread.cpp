@@ -128,9 +128,9 @@ void startPipeThread(StatsCollector& collector) {
 }
 
 void drainPipeThread() {
-  constexpr std::chrono::milliseconds kPatience{2000};
+  constexpr std::chrono::milliseconds kTimeout{2000};
   if (gDrainRequest != nullptr) {
-    gDrainRequest->await(kPatience);
+    gDrainRequest->await(kTimeout);
   }
 }
 

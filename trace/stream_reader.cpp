@@ -19,12 +19,12 @@ StreamReader::StreamReader(int fd, size_t blockSize) : fd_(fd), block_(blockSize
 }
 
 void StreamReader::startDrain(bool thorough) {
-  constexpr std::chrono::milliseconds kShortly{100};
-  constexpr std::chrono::milliseconds kPatience{2000};
+  constexpr std::chrono::milliseconds kMaxDrain{100};
+  constexpr std::chrono::milliseconds kMaxThoroughDrain{2000};
   thorough_ = thorough;
   leftSomething_ = false;
   drainBytes_ = std::numeric_limits<size_t>::max();
-  drainEnd_ = Clock::now() + (thorough ? kPatience : kShortly);
+  drainEnd_ = Clock::now() + (thorough ? kMaxThoroughDrain : kMaxDrain);
   int waiting = 0;
   // A pipe knows. The kernel's trace is a regular file, for which the answer is always 0.
   if (thorough && isPipe_ && ioctl(fd_, FIONREAD, &waiting) == 0) {

@@ -48,7 +48,8 @@ class TraceRecordList {
     return true;
   }
 
-  // From how many bytes on the list is full; at first, never. Set while it is empty.
+  // Limits the memory of the records to so many bytes; at first there is no limit. Call it while
+  // the list is empty.
   void setLimit(uint64_t bytes) { maxRecords_ = bytes / sizeof(TraceRecord); }
 
   size_t size() const {
