@@ -1,6 +1,8 @@
 """./test.sh, once Python is there: see its usage."""
 
 import os
+import pwd
+import subprocess
 import sys
 
 import runner
@@ -19,6 +21,27 @@ def parse(arguments):
     if words[0] in ("all", "coverage") and len(words) == 1:
         return words[0], [], resume
     return "all", words, resume
+
+
+def sudo_works():
+    """Whether a step can use sudo: it has no terminal on which sudo could ask for a password."""
+    try:
+        ran = subprocess.run(("sudo", "-n", "true"), stderr=subprocess.DEVNULL, start_new_session=True)
+    except OSError:
+        return False
+    return ran.returncode == 0
+
+
+def obstacle(lane):
+    """What would make steps fail for a reason of this user, in one line; "" if nothing would."""
+    build = os.path.join(steps.ROOT, "build")
+    place = build if os.path.exists(build) else steps.ROOT
+    if not os.access(place, os.W_OK):
+        owner = pwd.getpwuid(os.stat(place).st_uid).pw_name
+        return f"no permission to write {place}; run as {owner}, or in a copy of the tree"
+    if os.geteuid() != 0 and (lane == "all" or steps.as_root()) and not sudo_works():
+        return "steps of this lane need root, and sudo does not work without a password; run as root"
+    return ""
 
 
 def summary(show, run, passed, words):
@@ -47,6 +70,8 @@ def main():
     except KeyError as label:
         known = " ".join(dict.fromkeys(step.label for step in table))
         sys.exit(f"test.sh: there is no part {label}; the parts are {known}")
+    if why := obstacle(lane):
+        sys.exit(f"test.sh: {why}")
     # Logs can have characters that the locale lacks.
     sys.stdout.reconfigure(errors="replace")
     show = screen.Screen(sys.stdout)
