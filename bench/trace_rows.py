@@ -6,6 +6,8 @@ import fcntl
 import filecmp
 import os
 import re
+import shutil
+import struct
 import subprocess
 import tempfile
 import time
@@ -13,7 +15,7 @@ import time
 from rows import CannotMeasure, Result, row
 from tools import (Pipe, costed, cpu_seconds, device, enter, median, need_root, of_rounds, profiled,
                    program, run_cost, slope, tool, wait_for)
-from tracing import CONTROLS, KERNEL_WITH_LINKS, TRACING, link_ring
+from tracing import CONTROLS, KERNEL_WITH_LINKS, NO_SUCH_EVENT, TRACING, link_ring
 
 # What an ordinary user has, and the largest one that he may have, where speed is not what is measured.
 PIPE_SIZE = 1 << 16
@@ -107,6 +109,71 @@ def sched_instructions(options):
 @row("page-cache-instructions", "user instructions of a page-cache line from a FIFO (callgrind)")
 def page_cache_instructions(options):
     yield from line_instructions(options, "page-cache", "at most 450")
+
+
+RING_FORMATS = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "tests", "fixtures",
+                            "ring", "linux-6.18-x86_64", "events")
+RUNTIME_ID = 363  # of sched_stat_runtime, in these files
+
+
+def ring_pages(cpu, cpus, count):
+    """Full pages of so many events of one CPU. The CPUs take turns, ten events each."""
+    comm = b"app.process42".ljust(16, b"\0")
+    event_words = 10  # the record's common fields, its own and the name
+    record = struct.pack("<HBBiIiQ", RUNTIME_ID, 0, 0, 0, len(comm) << 16 | 24, 100 + cpu, 1000) + comm
+    run, gap, page_bytes = 10, 1000, 4080
+    number, pages = 0, []
+    while number < count:
+        data, first = b"", None
+        while number < count and len(data) + 4 + len(record) <= page_bytes:
+            time_ns = 10**12 + gap * ((number // run * cpus + cpu) * run + number % run)
+            first = first or time_ns
+            delta = time_ns - before if data else 0
+            data += struct.pack("<I", delta << 5 | event_words) + record
+            before = time_ns
+            number += 1
+        pages.append(struct.pack("<QQ", first, len(data)) + data.ljust(page_bytes, b"\0"))
+    return b"".join(pages)
+
+
+def has_read(pid, name, size):
+    """Whether the process has read its files of this name up to this place."""
+    places = []
+    for fd in os.listdir(f"/proc/{pid}/fd"):
+        with contextlib.suppress(OSError):
+            if os.readlink(f"/proc/{pid}/fd/{fd}").endswith(name):
+                with open(f"/proc/{pid}/fdinfo/{fd}") as info:
+                    places.append(int(re.search(r"^pos:\s*(\d+)", info.read(), re.M)[1]))
+    return bool(places) and min(places) >= size
+
+
+def ring_profile(options, cpus, count):
+    """A measurement of so many events of the ring buffers, which are plain files."""
+    with traced_device() as made, profiled(command_of("sched")) as (measured, result):
+        shutil.copytree(RING_FORMATS, made.path(f"{TRACING}/events"), dirs_exist_ok=True)
+        for number, name in enumerate(("sched_stat_wait", "sched_stat_iowait")):
+            made.write(f"{TRACING}/events/sched/{name}/format", NO_SUCH_EVENT.format(name=name, id=65000 + number))
+        for cpu in range(cpus):
+            pages = ring_pages(cpu, cpus, count // cpus)
+            os.makedirs(made.path(f"{TRACING}/per_cpu/cpu{cpu}"))
+            with open(made.path(f"{TRACING}/per_cpu/cpu{cpu}/trace_pipe_raw"), "wb") as raw:
+                raw.write(pages)
+            made.write(f"/proc/{100 + cpu}/status", f"Tgid:\t{100 + cpu}\n")
+            made.write(f"/proc/{100 + cpu}/comm", "app.process42\n")
+        environment = dict(os.environ, PATH=f"/data/bin:{os.environ['PATH']}")
+        with subprocess.Popen([*enter(made), *measured], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                              env=environment) as process:
+            wait_for(lambda: has_read(process.pid, "/trace_pipe_raw", len(pages)), "the program reads the pages")
+            process.communicate(b"\n")
+        return result(options)
+
+
+@row("ring-instructions", "user instructions of a scheduler event of the ring buffers, from files (callgrind)")
+def ring_instructions(options):
+    sizes = (1000, 3000) if options.short else (20000, 60000)
+    for cpus in (1, 2):
+        ours, note = slope(sizes, lambda count: ring_profile(options, cpus, count))
+        yield Result(f"an event of {cpus} CPU{'s' * (cpus > 1)}", "instructions", ours, "", None, note=note)
 
 
 @row("trace-file-instructions", "user instructions of a record in trace.txt (callgrind)")
