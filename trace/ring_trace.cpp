@@ -103,7 +103,8 @@ bool RingTrace::takePage(size_t cpu, std::string_view bytes) {
   const bool first = !seen_[cpu];
   seen_[cpu] = true;
   if (!page || (first && !makesSense(*page))) {
-    gTraceLosses.overwrittenUnknown += first ? 0U : 1U;
+    // The kernel gives a page once: the text will not have its events either.
+    gTraceLosses.overwrittenUnknown += 1U;
     return !first;
   }
   if (page->missedEvents()) {

@@ -28,8 +28,8 @@ class RingTrace : public RingReader::Sink {
   static std::unique_ptr<RingTrace> open(const std::string& tracing, bool sched, bool pageCache);
 
   // Stores events until the stop has come, which gives true. False when the first page of a CPU
-  // makes no sense: the trace is to be read as text from there on. A later page of this kind counts
-  // as lost events.
+  // makes no sense: the trace is to be read as text from there on. Any page of this kind counts as
+  // lost events of unknown number.
   bool run(EventStore& store, DrainRequest& request, DrainPace& pace);
 
  private:

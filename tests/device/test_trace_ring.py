@@ -115,6 +115,17 @@ class TraceRing(TraceTest):
             pages.write((0).to_bytes(4, "little") + (9999).to_bytes(4, "little"))
         self.assert_by_text()
 
+    def test_first_page_that_makes_no_sense_is_a_loss(self):
+        self.lay_ring()
+        with open(self.pages(), "r+b") as pages:
+            pages.seek(HEADER_BYTES)
+            pages.write((0).to_bytes(4, "little") + (9999).to_bytes(4, "little"))
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            program.type("\n")
+            program.finish()
+            self.assertIn("events lost 1 time, number unknown", program.errors())
+
     def test_later_page_that_makes_no_sense_is_a_loss(self):
         self.lay_ring()
         size = os.path.getsize(self.pages())
