@@ -2,7 +2,6 @@
 
 #include "collector/messages.h"
 #include "trace/task_names.h"
-#include "trace/trace_state.h"
 
 namespace tarnwick {
 
@@ -82,12 +81,12 @@ std::optional<EventStore::HeldEvent> EventStore::hold(const SchedEvent& event, u
   return held;
 }
 
-void EventStore::store(const HeldEvent& held) {
+void EventStore::store(const HeldEvent& held, TraceAppender& records) {
   *held.threadName = held.record.name;
   if (held.record.duration == 0) {
     return;
   }
-  appendTraceRecord(held.record);
+  records.append(held.record);
   if (!gFirstTraceSeen) {
     postMessage("Received first trace message...");
     gFirstTraceSeen = true;
@@ -96,8 +95,19 @@ void EventStore::store(const HeldEvent& held) {
 
 void EventStore::take(const SchedEvent& event) {
   if (const std::optional<HeldEvent> held = hold(event, 0)) {
-    store(*held);
+    block_.push_back(*held);
   }
+}
+
+void EventStore::endBlock() {
+  if (block_.empty()) {
+    return;
+  }
+  TraceAppender records;
+  for (const HeldEvent& held : block_) {
+    store(held, records);
+  }
+  block_.clear();
 }
 
 void EventStore::take(const PageCacheEvent& event) {

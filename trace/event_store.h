@@ -5,6 +5,7 @@
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "trace/drain_pace.h"
 #include "trace/name_table.h"
@@ -12,6 +13,7 @@
 #include "trace/page_cache_report.h"
 #include "trace/sched_event.h"
 #include "trace/trace_record.h"
+#include "trace/trace_state.h"
 
 namespace tarnwick {
 
@@ -36,9 +38,12 @@ class EventStore {
 
   // Sets the thread's name and appends the record. Says so at the first one in the life of the
   // process.
-  static void store(const HeldEvent& held);
+  static void store(const HeldEvent& held, TraceAppender& records);
 
+  // Stores the event at the end of the block.
   void take(const SchedEvent& event);
+  void endBlock();
+
   void take(const PageCacheEvent& event);
 
  private:
@@ -59,6 +64,8 @@ class EventStore {
   // Threads that could not be looked up in this drain.
   std::unordered_set<int32_t> unresolved_;
   uint32_t unresolvedDrain_ = 0;
+
+  std::vector<HeldEvent> block_;  // of the events of the text, what is to be stored
 
   // The counts of a file by its numbers: the key of gPageCacheCounts is a text, which takes longer
   // to make than an event to read.

@@ -70,7 +70,7 @@ void takeLine(std::string_view line) {
     const Lock lock(gTraceMutex);
     record.name = gKpiNames.idOf(kpi->tag);
   }
-  appendTraceRecord(record);
+  TraceAppender().append(record);
 }
 
 // The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id.

@@ -65,7 +65,9 @@ void readText(int pipe, EventStore& store, DrainPace& pace) {
       }
     }
   };
-  StreamReader(pipe, kBlockSize).run(takeLine, gDrainRequest, &pace);
+  StreamReader(pipe, kBlockSize)
+      .run(
+          takeLine, [&store] { store.endBlock(); }, gDrainRequest, &pace);
 }
 
 // Until the stop.

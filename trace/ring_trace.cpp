@@ -118,11 +118,15 @@ bool RingTrace::takePage(size_t cpu, std::string_view bytes) {
 }
 
 void RingTrace::endPass() {
-  merge_.endPass(EventStore::store);
+  TraceAppender records;
+  merge_.endPass(
+      [&records](const EventStore::HeldEvent& held) { EventStore::store(held, records); });
 }
 
 void RingTrace::endDrain() {
-  merge_.finish(EventStore::store);
+  TraceAppender records;
+  merge_.finish(
+      [&records](const EventStore::HeldEvent& held) { EventStore::store(held, records); });
 }
 
 bool RingTrace::makesSense(const RingPage& page) const {

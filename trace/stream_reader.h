@@ -30,9 +30,10 @@ class StreamReader {
   // Returns after the stop. The end of the stream only ends the reading: what the caller does next
   // may need what other threads still do before their stop. A last line without a newline counts
   // when the stream has ended, not when it was stopped in the middle. `request`, if there is one,
-  // is answered meanwhile. `pace`, if there is one, says how long to rest.
-  template <typename Visit>
-  void run(Visit visit, DrainRequest* request = nullptr, DrainPace* pace = nullptr) {
+  // is answered meanwhile. `pace`, if there is one, says how long to rest. `endBlock` is called
+  // after the lines of each read(2).
+  template <typename Visit, typename EndBlock>
+  void run(Visit visit, EndBlock endBlock, DrainRequest* request, DrainPace* pace) {
     const int requestFd = request == nullptr ? -1 : request->fd();
     bool stop = false;
     DrainPace::Rest rest = DrainPace::Rest::zero();
@@ -47,6 +48,7 @@ class StreamReader {
       startDrain(stop || asked);
       for (std::string_view bytes; !(bytes = next()).empty();) {
         splitter_.feed(bytes, visit);
+        endBlock();
       }
       if (asked) {
         request->answer();
@@ -58,6 +60,7 @@ class StreamReader {
     }
     if (ended_) {
       splitter_.finish(visit);
+      endBlock();
     }
     if (request != nullptr) {
       request->answer();
@@ -65,6 +68,12 @@ class StreamReader {
     while (!stop) {
       stop = workerWait({}, std::nullopt) == WorkerWait::kStop;
     }
+  }
+
+  template <typename Visit>
+  void run(Visit visit) {
+    run(
+        visit, [] {}, nullptr, nullptr);
   }
 
  private:

@@ -23,11 +23,6 @@ bool gTracePageCache = false;
 bool gFirstTraceSeen = false;
 bool gKpiPidFound = false;
 
-void appendTraceRecord(const TraceRecord& record) {
-  const Lock lock(gTraceMutex);
-  gTraceLosses.overMemory += gTraceRecords.append(record) ? 0U : 1U;
-}
-
 bool droppedForMemory() {
   if (!memoryRanOut()) {
     return false;

@@ -6,6 +6,7 @@
 #include <map>
 #include <string>
 
+#include "trace/lock.h"
 #include "trace/name_table.h"
 #include "trace/page_cache_report.h"
 #include "trace/trace_losses.h"
@@ -33,8 +34,18 @@ extern NameTable& gTraceNames;
 // outOfMemory.
 extern TraceLosses& gTraceLosses;
 
-// Appends to gTraceRecords, or counts the record in gTraceLosses where there is no room.
-void appendTraceRecord(const TraceRecord& record);
+// Appends to gTraceRecords. It holds gTraceMutex as long as it lives: a lock for each record would
+// cost more than the record.
+class TraceAppender {
+ public:
+  // Counts the record in gTraceLosses if there is no room.
+  void append(const TraceRecord& record) {
+    gTraceLosses.overMemory += gTraceRecords.append(record) ? 0U : 1U;
+  }
+
+ private:
+  Lock lock_{gTraceMutex};
+};
 
 // Whether memory has run out (memory_reserve.h), so that the caller drops its event. Counts it in
 // gTraceLosses.
