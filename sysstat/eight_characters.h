@@ -36,6 +36,12 @@ class EightCharacters {
     return firstOf(~inWord & kHighBits);
   }
 
+  // How many of the first ones are no control characters and no "=".
+  int nameCharacters() const {
+    const uint64_t inName = above(word_, ' ' - 1) & above(word_ ^ '=' * kEach, 0);
+    return firstOf(~inName & kHighBits);
+  }
+
   // Whether all are hexadecimal digits of lower case.
   bool areHexDigits() const {
     const uint64_t letters = (word_ & 0x40 * kEach) >> 6U;

@@ -1,6 +1,7 @@
 #include "trace/event_store.h"
 
 #include "collector/messages.h"
+#include "trace/memory_reserve.h"
 #include "trace/task_names.h"
 
 namespace tarnwick {
@@ -22,14 +23,9 @@ TraceRecordKind recordKind(SchedEventKind kind) {
 }  // namespace
 
 NameTable::Id* EventStore::nameOfThread(int32_t tid) {
-  Thread& thread = threads_[static_cast<uint32_t>(tid) % threads_.size()];
-  if (thread.tid == tid) {
-    if (thread.name != nullptr) {
-      return thread.name;
-    }
-    if (thread.failedDrain == pace_.drain()) {
-      return nullptr;
-    }
+  Thread& thread = threadOf(tid);
+  if (thread.tid == tid && thread.failedDrain == pace_.drain()) {
+    return nullptr;
   }
   if (unresolvedDrain_ != pace_.drain()) {
     unresolved_.clear();
@@ -41,10 +37,10 @@ NameTable::Id* EventStore::nameOfThread(int32_t tid) {
   NameTable::Id* const name = lookUp(tid);
   if (name == nullptr) {
     unresolved_.insert(tid);
-    thread = {tid, pace_.drain(), nullptr};
+    thread = {tid, pace_.drain(), nullptr, {}, 0};
   } else if (gTgidNames.contains(gTidToTgid[tid])) {
     // A process that is about to be named is looked at again.
-    thread = {tid, 0, name};
+    thread = {tid, 0, name, {}, 0};
   }
   return name;
 }
@@ -57,28 +53,40 @@ NameTable::Id* EventStore::lookUp(int32_t tid) {
   return tgid < 1 || !hasTgidName(tgid) ? nullptr : &gTidNames[tid];
 }
 
-std::optional<EventStore::HeldEvent> EventStore::hold(const SchedEvent& event, uint64_t time) {
-  if (droppedForMemory()) {
-    return std::nullopt;
+NameTable::Id EventStore::nameId(const SchedEvent& event) {
+  Thread& thread = threadOf(event.tid);
+  if (thread.tid != event.tid) {
+    return gTraceNames.idOf(event.comm);
+  }
+  // It is nearly always the name that the thread had before.
+  if (thread.comm != event.comm) {
+    thread.commId = gTraceNames.idOf(event.comm);
+    thread.comm = gTraceNames.name(thread.commId);
+  }
+  return thread.commId;
+}
+
+bool EventStore::hold(const SchedEvent& event, uint64_t time, HeldEvent& held) {
+  if (memoryRanOut() && droppedForMemory()) {
+    return false;
   }
   const bool makesRecord = event.value >= 1 && event.value <= TraceRecord::kLongestDuration;
-  NameTable::Id* const threadName = nameOfThread(event.tid);
+  const Thread& thread = threadOf(event.tid);
+  NameTable::Id* const threadName =
+      thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event.tid);
   if (threadName == nullptr) {
     gTraceLosses.unresolved += makesRecord ? 1U : 0U;
-    return std::nullopt;
+    return false;
   }
-  HeldEvent held{time, threadName, {}};
-  // It is nearly always the one that the thread had before.
-  held.record.name =
-      gTraceNames.name(*threadName) == event.comm ? *threadName : gTraceNames.idOf(event.comm);
+  held.time = time;
+  held.threadName = threadName;
   held.record.time = event.time;
-  if (makesRecord) {
-    held.record.duration = static_cast<uint32_t>(event.value) & ((1U << 29U) - 1);
-  }
+  held.record.duration = (makesRecord ? static_cast<uint32_t>(event.value) : 0) & ((1U << 29U) - 1);
   held.record.kind = recordKind(event.kind);
   held.record.cpu = event.cpu;
   held.record.tid = event.tid;
-  return held;
+  held.record.name = nameId(event);
+  return true;
 }
 
 void EventStore::store(const HeldEvent& held, TraceAppender& records) {
@@ -94,8 +102,9 @@ void EventStore::store(const HeldEvent& held, TraceAppender& records) {
 }
 
 void EventStore::take(const SchedEvent& event) {
-  if (const std::optional<HeldEvent> held = hold(event, 0)) {
-    block_.push_back(*held);
+  HeldEvent held;
+  if (hold(event, 0, held)) {
+    block_.push_back(held);
   }
 }
 

@@ -2,7 +2,7 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -32,9 +32,9 @@ class EventStore {
     TraceRecord record;         // its duration is 0 when the event leaves no record
   };
 
-  // No value when the event's thread or process cannot be looked up; what would have been a record
-  // then counts as unresolved in gTraceLosses.
-  std::optional<HeldEvent> hold(const SchedEvent& event, uint64_t time);
+  // False when the event's thread or process cannot be looked up; what would have been a record
+  // then counts as unresolved in gTraceLosses. `held` keeps its value then.
+  bool hold(const SchedEvent& event, uint64_t time, HeldEvent& held);
 
   // Sets the thread's name and appends the record. Says so at the first one in the life of the
   // process.
@@ -50,11 +50,19 @@ class EventStore {
   // A few threads have nearly all events; theirs need no look at three ordered maps.
   struct Thread {
     int32_t tid;
-    uint32_t failedDrain;  // when it could not be looked up
-    NameTable::Id* name;   // where gTidNames has the name; null when it could not be looked up
+    uint32_t failedDrain;   // when it could not be looked up
+    NameTable::Id* name;    // where gTidNames has the name; null when it could not be looked up
+    std::string_view comm;  // what its last event called it, as gTraceNames keeps it
+    NameTable::Id commId;
   };
 
-  // Where gTidNames has the name of a thread; null when its events leave no record.
+  Thread& threadOf(int32_t tid) { return threads_[static_cast<uint32_t>(tid) % threads_.size()]; }
+
+  // The id of an event's name, for a thread that has been looked up.
+  NameTable::Id nameId(const SchedEvent& event);
+
+  // Where gTidNames has the name of a thread that threads_ does not have; null when its events
+  // leave no record.
   NameTable::Id* nameOfThread(int32_t tid);
   NameTable::Id* lookUp(int32_t tid);
 

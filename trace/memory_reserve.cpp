@@ -17,6 +17,8 @@
 
 namespace tarnwick {
 
+std::atomic<bool> gMemoryRanOut = false;
+
 namespace {
 
 // Enough for the names of half a million threads in the trace file, or for the table of a million
@@ -26,7 +28,6 @@ constexpr size_t kReserveBytes = size_t{32} << 20U;
 pthread_mutex_t gReserveMutex = PTHREAD_MUTEX_INITIALIZER;
 void* gReserve = MAP_FAILED;
 std::atomic<uint32_t> gReserves = 0;  // that there have been
-std::atomic<bool> gMemoryRanOut = false;
 
 // Whether there was something to give back.
 bool giveBack() {
@@ -83,10 +84,6 @@ void reserveMemory() {
 void releaseMemory() {
   std::set_new_handler(nullptr);
   giveBack();
-}
-
-bool memoryRanOut() {
-  return gMemoryRanOut.load(std::memory_order_relaxed);
 }
 
 }  // namespace tarnwick

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 namespace tarnwick {
 
 // How a traced measurement survives the end of memory. The tables of a trace grow with what is
@@ -8,6 +10,9 @@ namespace tarnwick {
 // tries again (see std::set_new_handler). From then on the workers drop all events, and nothing
 // grows but what the report needs.
 
+// Whether an allocation has failed since reserveMemory; memoryRanOut reads it.
+extern std::atomic<bool> gMemoryRanOut;
+
 // Sets the memory aside. Where there is none, it has run out already.
 void reserveMemory();
 
@@ -15,6 +20,8 @@ void reserveMemory();
 void releaseMemory();
 
 // Whether an allocation has failed since reserveMemory. Any thread.
-bool memoryRanOut();
+inline bool memoryRanOut() {
+  return gMemoryRanOut.load(std::memory_order_relaxed);
+}
 
 }  // namespace tarnwick

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include "sysstat/eight_characters.h"
 #include "trace/line_splitter.h"
-#include "trace/ring_page.h"
 
 namespace tarnwick {
 
@@ -20,7 +20,27 @@ uint64_t microseconds(uint64_t nanoseconds) {
   return (nanoseconds + kNanosecondsPerMicrosecond / 2) / kNanosecondsPerMicrosecond;
 }
 
-// The text of a field up to its first NUL; no value when it is not all in the record.
+// How many characters are before the first control character or "=".
+size_t nameLength(std::string_view text) {
+  constexpr size_t kWord = 8;
+  size_t length = 0;
+  while (text.size() >= kWord && length < text.size()) {
+    // The last word can begin within the one before.
+    const size_t at = std::min(length, text.size() - kWord);
+    const auto count = static_cast<size_t>(EightCharacters(text.data() + at).nameCharacters());
+    length = at + count;
+    if (count < kWord) {
+      return length;
+    }
+  }
+  while (length < text.size() && static_cast<unsigned char>(text[length]) >= ' ' &&
+         text[length] != '=') {
+    ++length;
+  }
+  return length;
+}
+
+// The characters of a field, its NUL included; no value when it is not all in the record.
 std::optional<std::string_view> textField(std::string_view record, const EventField& field) {
   uint32_t offset = field.offset;
   uint32_t size = field.size;
@@ -32,8 +52,7 @@ std::optional<std::string_view> textField(std::string_view record, const EventFi
   if (offset > record.size() || size > record.size() - offset) {
     return std::nullopt;
   }
-  const char* const text = record.data() + offset;
-  return std::string_view(text, strnlen(text, size));
+  return record.substr(offset, size);
 }
 
 const char* kindName(SchedEventKind kind) {
@@ -49,9 +68,12 @@ const char* kindName(SchedEventKind kind) {
 }
 
 // By way of the line in trace_pipe, without its first two words, which are not looked at.
-std::optional<SchedEvent> readByLine(SchedEventKind kind, std::string_view comm, int32_t tid,
-                                     uint64_t value, int32_t cpu, uint64_t nanoseconds,
-                                     SchedEventText& text) {
+// Not inlined, for its registers would have to be saved for every ordinary name, too.
+__attribute__((noinline)) std::optional<SchedEvent> readByLine(SchedEventKind kind,
+                                                               std::string_view comm, int32_t tid,
+                                                               uint64_t value, int32_t cpu,
+                                                               uint64_t nanoseconds,
+                                                               SchedEventText& text) {
   constexpr size_t kMaxName = 128;  // the kernel's are shorter than 16
   const uint64_t micros = microseconds(nanoseconds);
   const int length =
@@ -73,13 +95,6 @@ std::optional<SchedEvent> readByLine(SchedEventKind kind, std::string_view comm,
 
 }  // namespace
 
-std::optional<uint16_t> ringEventId(std::string_view record) {
-  if (record.size() < sizeof(uint16_t)) {
-    return std::nullopt;
-  }
-  return loadAs<uint16_t>(record.data());
-}
-
 double ringSeconds(uint64_t nanoseconds) {
   // A quotient of two numbers that a double holds exactly is rounded once, as scanf rounds.
   return static_cast<double>(microseconds(nanoseconds)) /
@@ -92,17 +107,17 @@ std::optional<SchedEvent> readSchedEvent(std::string_view record, const SchedEve
   if (record.size() < format.minSize) {
     return std::nullopt;
   }
-  const std::optional<std::string_view> comm = textField(record, format.comm);
-  if (!comm) {
+  const std::optional<std::string_view> field = textField(record, format.comm);
+  if (!field) {
     return std::nullopt;
   }
   const auto tid = loadAs<int32_t>(record.data() + format.pid.offset);
   const auto value = loadAs<uint64_t>(record.data() + format.value.offset);
-  const bool ordinary =
-      comm->size() <= kMaxOrdinaryName &&
-      std::none_of(comm->begin(), comm->end(), [](char c) { return c == '=' || c == '\n'; });
-  if (!ordinary) {
-    return readByLine(format.kind, *comm, tid, value, cpu, nanoseconds, text);
+  const std::string_view comm = field->substr(0, nameLength(*field));
+  const bool whole = comm.size() == field->size() || (*field)[comm.size()] == '\0';
+  if (!whole || comm.size() > kMaxOrdinaryName) {
+    const std::string_view odd = field->substr(0, field->find('\0'));
+    return readByLine(format.kind, odd, tid, value, cpu, nanoseconds, text);
   }
   // scanf's %ld stops at the largest number, too.
   constexpr uint64_t kMaxValue = std::numeric_limits<int64_t>::max();
@@ -111,7 +126,7 @@ std::optional<SchedEvent> readSchedEvent(std::string_view record, const SchedEve
                     static_cast<int64_t>(std::min(value, kMaxValue)),
                     cpu,
                     tid,
-                    comm->empty() ? std::string_view("blank") : *comm};
+                    comm.empty() ? std::string_view("blank") : comm};
 }
 
 std::optional<PageCacheEvent> readPageCacheEvent(std::string_view record,

@@ -7,6 +7,7 @@
 
 #include "trace/event_format.h"
 #include "trace/page_cache_event.h"
+#include "trace/ring_page.h"
 #include "trace/sched_event.h"
 
 namespace tarnwick {
@@ -15,7 +16,12 @@ namespace tarnwick {
 // of their lines in trace_pipe. All of it is pure.
 
 // The event of a record: its common_type; no value for a record that has none.
-std::optional<uint16_t> ringEventId(std::string_view record);
+inline std::optional<uint16_t> ringEventId(std::string_view record) {
+  if (record.size() < sizeof(uint16_t)) {
+    return std::nullopt;
+  }
+  return loadAs<uint16_t>(record.data());
+}
 
 // Seconds, as trace_pipe prints a time of the ring: nanoseconds rounded to microseconds, halves
 // up (ns2usecs in kernel/trace/trace.c of the kernel).

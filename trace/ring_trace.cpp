@@ -28,10 +28,11 @@ struct SchedEventName {
   SchedEventKind kind;
 };
 
+// The most frequent first, for its format is looked for first.
 constexpr SchedEventName kSchedEvents[] = {
+    {"sched/sched_stat_runtime", SchedEventKind::kRuntime},
     {"sched/sched_stat_wait", SchedEventKind::kWait},
     {"sched/sched_stat_iowait", SchedEventKind::kIoWait},
-    {"sched/sched_stat_runtime", SchedEventKind::kRuntime},
 };
 
 struct PageCacheEventName {
@@ -153,10 +154,9 @@ void RingTrace::takeRecord(size_t cpu, uint64_t time, std::string_view record) {
   if (const SchedEventFormat* const format = schedFormat(*id)) {
     const std::optional<SchedEvent> event =
         readSchedEvent(record, *format, reader_->cpus()[cpu], time, text_);
-    if (event) {
-      if (const std::optional<EventStore::HeldEvent> held = store_->hold(*event, time)) {
-        merge_.add(cpu, *held);
-      }
+    EventStore::HeldEvent held;
+    if (event && store_->hold(*event, time, held)) {
+      merge_.add(cpu, held);
     }
   } else if (const PageCacheEventFormat* const pages = pageCacheFormat(*id)) {
     if (const std::optional<PageCacheEvent> event = readPageCacheEvent(record, *pages)) {
