@@ -74,8 +74,9 @@ RingReader::~RingReader() {
 bool RingReader::run(Sink& sink, DrainRequest& request, DrainPace& pace) {
   DrainPace::Rest rest = DrainPace::Rest::zero();
   for (;;) {
-    const bool stop = workerWait({request.fd()}, rest) == WorkerWait::kStop;
-    const bool asked = request.take();
+    const WorkerWait wait = workerWait({request.fd()}, rest);
+    const bool stop = wait == WorkerWait::kStop;
+    const bool asked = wait != WorkerWait::kTimeout && request.take();
     pace.startDrain();
     const Pass pass = stop || asked ? drain(sink) : readAll(sink);
     if (pass == Pass::kRefused) {
