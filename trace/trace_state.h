@@ -39,6 +39,7 @@ extern TraceLosses& gTraceLosses;
 class TraceAppender {
  public:
   // Counts the record in gTraceLosses if there is no room.
+  // NOLINTNEXTLINE(readability-convert-member-functions-to-static): it needs the lock
   void append(const TraceRecord& record) {
     gTraceLosses.overMemory += gTraceRecords.append(record) ? 0U : 1U;
   }
