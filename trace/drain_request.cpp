@@ -13,10 +13,8 @@ DrainRequest::~DrainRequest() {
   }
 }
 
-void DrainRequest::await(std::chrono::milliseconds timeout) {
-  if (eventfd_write(fd_, 1) == 0) {
-    static_cast<void>(answers_.try_acquire_for(timeout));
-  }
+bool DrainRequest::await(std::chrono::milliseconds timeout) {
+  return eventfd_write(fd_, 1) == 0 && answers_.try_acquire_for(timeout) && tookAll_;
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes what fd() stands for

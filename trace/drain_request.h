@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <semaphore>
 
@@ -14,9 +15,9 @@ class DrainRequest {
   DrainRequest(const DrainRequest&) = delete;
   DrainRequest& operator=(const DrainRequest&) = delete;
 
-  // Returns after a drain that began after the call, at the end of the reader's stream, or after
-  // the timeout. Without a descriptor it returns at once.
-  void await(std::chrono::milliseconds timeout);
+  // Whether a drain that began after the call has taken everything, or the reader's stream has
+  // ended. False after the timeout, and at once without a descriptor.
+  bool await(std::chrono::milliseconds timeout);
 
   // The rest is for the reader.
 
@@ -30,10 +31,14 @@ class DrainRequest {
   void renew();
 
   // Ends the wait. At the end of its stream the reader answers without a request.
-  void answer() { answers_.release(); }
+  void answer(bool tookAll = true) {
+    tookAll_ = tookAll;
+    answers_.release();
+  }
 
  private:
   int fd_;
+  std::atomic<bool> tookAll_ = false;  // what the last answer says
   std::counting_semaphore<> answers_{0};
 };
 

@@ -131,8 +131,8 @@ void startPipeThread(StatsCollector& collector) {
 
 void drainPipeThread() {
   constexpr std::chrono::milliseconds kTimeout{2000};
-  if (gDrainRequest != nullptr) {
-    gDrainRequest->await(kTimeout);
+  if (gDrainRequest != nullptr && !gDrainRequest->await(kTimeout)) {
+    gTraceLosses.notDrained = true;
   }
 }
 

@@ -11,7 +11,8 @@ class StatsCollector;
 // no trace_pipe.
 void startPipeThread(StatsCollector& collector);
 
-// Returns when the thread has taken what the pipe holds now, or after two seconds.
+// Returns when the thread has taken what the kernel's buffer holds now, or after two seconds, which
+// gTraceLosses then says.
 void drainPipeThread();
 
 // Stops the thread and returns when it has ended and its file is written. What the pipe still holds

@@ -89,7 +89,7 @@ bool RingReader::run(Sink& sink, DrainRequest& request, DrainPace& pace) {
       sink.endDrain();
     }
     if (asked) {
-      request.answer();
+      request.answer(pass == Pass::kAll);
     }
     if (stop) {
       return true;

@@ -51,7 +51,7 @@ class StreamReader {
         endBlock();
       }
       if (asked) {
-        request->answer();
+        request->answer(!leftSomething_ || drainBytes_ == 0);
       }
       rest = pace == nullptr ? DrainPace::kLongRest : pace->rest();
       if (leftSomething_) {

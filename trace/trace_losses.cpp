@@ -23,6 +23,9 @@ std::string formatTraceLosses(const TraceLosses& losses) {
     add("events lost " + counted(losses.overwrittenUnknown, "time") +
         ", number unknown: kernel buffer full");
   }
+  if (losses.notDrained) {
+    add("last events lost, number unknown: not read within 2 seconds");
+  }
   if (losses.unresolved > 0) {
     add(counted(losses.unresolved, "event") + " skipped: thread ended before it was looked up");
   }

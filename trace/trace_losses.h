@@ -12,6 +12,8 @@ struct TraceLosses {
   uint64_t overwritten = 0;
   uint64_t overwrittenUnknown = 0;
 
+  bool notDrained = false;  // the kernel's buffer was not read to the end before it was discarded
+
   uint64_t unresolved = 0;  // events whose thread or process was not in /proc any more
 
   uint64_t overMemory = 0;   // records over the memory limit

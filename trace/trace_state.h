@@ -31,7 +31,7 @@ extern NameTable& gTraceNames;
 
 // What the trace of this measurement lacks. The pipe thread counts; after its end the main thread
 // prints and zeroes it. The log thread counts as well, so gTraceMutex guards overMemory and
-// outOfMemory.
+// outOfMemory. The main thread alone sets notDrained.
 extern TraceLosses& gTraceLosses;
 
 // Appends to gTraceRecords. It holds gTraceMutex as long as it lives: a lock for each record would

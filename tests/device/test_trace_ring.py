@@ -140,6 +140,17 @@ class TraceRing(TraceTest):
             self.assertIn("events lost 1 time, number unknown", program.errors())
         self.assertGreater(self.records().count("\n"), 50)
 
+    def test_pages_that_are_not_read_in_time_are_a_loss(self):
+        self.lay_ring()
+        os.unlink(self.pages())
+        os.symlink("/dev/zero", self.pages())  # pages without events, and no end of them
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            program.type("\n")
+            program.finish()
+            self.assertEqual(program.errors(), "tarnwick: trace: last events lost, number unknown: "
+                             "not read within 2 seconds\n")
+
     def test_events_that_the_kernel_dropped_are_counted(self):
         self.lay_ring()
         with open(self.pages(), "r+b") as file:

@@ -32,6 +32,13 @@ TEST(TraceLosses, UncountedEventsOfTheKernel) {
             "tarnwick: trace: events lost 3 times, number unknown: kernel buffer full\n");
 }
 
+TEST(TraceLosses, EventsThatWereNotReadInTime) {
+  TraceLosses losses;
+  losses.notDrained = true;
+  EXPECT_EQ(formatTraceLosses(losses),
+            "tarnwick: trace: last events lost, number unknown: not read within 2 seconds\n");
+}
+
 TEST(TraceLosses, EventsOfThreadsThatHaveEnded) {
   TraceLosses losses;
   losses.unresolved = 12;
@@ -86,6 +93,7 @@ TEST(TraceLosses, LargestCountIsPrintedWhole) {
 TEST(TraceLosses, EachKindHasALineInThisOrder) {
   const TraceLosses losses{.overwritten = 1,
                            .overwrittenUnknown = 2,
+                           .notDrained = true,
                            .unresolved = 3,
                            .overMemory = 4,
                            .memoryLimit = 1 << 10,
@@ -96,6 +104,7 @@ TEST(TraceLosses, EachKindHasALineInThisOrder) {
   EXPECT_EQ(formatTraceLosses(losses),
             "tarnwick: trace: 1 event lost: kernel buffer full\n"
             "tarnwick: trace: events lost 2 times, number unknown: kernel buffer full\n"
+            "tarnwick: trace: last events lost, number unknown: not read within 2 seconds\n"
             "tarnwick: trace: 3 events skipped: thread ended before it was looked up\n"
             "tarnwick: trace: 4 records dropped: memory limit of 1 KB\n"
             "tarnwick: trace: 5 events dropped: out of memory\n"
