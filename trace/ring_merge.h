@@ -22,14 +22,16 @@ class RingMerge {
   explicit RingMerge(size_t cpus) : queues_(cpus) {}
 
   // The next event of a CPU.
-  void add(size_t cpu, const Event& event) { queues_[cpu].events.push_back(event); }
-
-  // The pass has not read this CPU to the end: what is unread is as new as its last event.
-  void leaveUnread(size_t cpu) {
-    if (!queues_[cpu].events.empty()) {
-      limit_ = std::min(limit_, queues_[cpu].events.back().time);
-    }
+  void add(size_t cpu, const Event& event) {
+    queues_[cpu].events.push_back(event);
+    reach(cpu, event.time);
   }
+
+  // The CPU has been read up to this time. Its last event need not have been added.
+  void reach(size_t cpu, uint64_t time) { queues_[cpu].reached = time; }
+
+  // The pass has not read this CPU to the end: what is unread is as new as what was read last.
+  void leaveUnread(size_t cpu) { limit_ = std::min(limit_, queues_[cpu].reached); }
 
   // At the end of a pass. Calls `visit` with each event that nothing older can come before.
   template <typename Visit>
@@ -59,6 +61,7 @@ class RingMerge {
   struct Queue {
     std::vector<Event> events;
     size_t next = 0;
+    uint64_t reached = 0;
 
     uint64_t time() const { return events[next].time; }
     bool empty() const { return next == events.size(); }

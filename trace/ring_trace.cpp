@@ -13,7 +13,7 @@ namespace {
 
 // The text of a file below the tracing directory; empty when it cannot be read.
 std::string readText(const std::string& path) {
-  std::array<char, 4096> text;  // what the kernel has for one event format
+  std::array<char, 4096> text;  // the fields of each event format; its print format can be longer
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {
     return {};
@@ -112,8 +112,10 @@ bool RingTrace::takePage(size_t cpu, std::string_view bytes) {
     gTraceLosses.overwritten += page->missedCount();
     gTraceLosses.overwrittenUnknown += page->missedCount() == 0 ? 1U : 0U;
   }
-  const bool whole = page->forEach(
-      [this, cpu](uint64_t time, std::string_view record) { takeRecord(cpu, time, record); });
+  const bool whole = page->forEach([this, cpu](uint64_t time, std::string_view record) {
+    takeRecord(cpu, time, record);
+    merge_.reach(cpu, time);
+  });
   gTraceLosses.overwrittenUnknown += whole ? 0U : 1U;
   return true;
 }

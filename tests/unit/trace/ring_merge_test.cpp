@@ -71,6 +71,18 @@ TEST_F(RingMergeTest, EventsWaitForCpuThatWasNotReadToTheEnd) {
   EXPECT_EQ(endPass(), (Ids{3, 4}));
 }
 
+TEST_F(RingMergeTest, EventsWaitForCpuWhoseEventsWereNotAdded) {
+  merge_.add(1, {100, 2});
+  merge_.reach(0, 10);
+  merge_.leaveUnread(0);
+  EXPECT_EQ(endPass(), (Ids{}));
+  merge_.reach(0, 20);
+  merge_.leaveUnread(0);
+  EXPECT_EQ(endPass(), (Ids{}));
+  merge_.add(0, {50, 1});
+  EXPECT_EQ(endPass(), (Ids{1, 2}));
+}
+
 TEST_F(RingMergeTest, ClockThatWasSetBackHoldsNothingForGood) {
   merge_.add(0, {1000, 1});
   EXPECT_EQ(endPass(), (Ids{}));
