@@ -34,6 +34,11 @@ NameTable::Id* EventStore::nameOfThread(int32_t tid) {
   if (unresolved_.contains(tid)) {
     return nullptr;
   }
+  // One that can never be looked up, as of another PID namespace, is new once.
+  const bool failedBefore = thread.tid == tid && thread.failedDrain != 0;
+  if (!failedBefore && !gTidNames.contains(tid)) {
+    pace_.metNewThread();
+  }
   NameTable::Id* const name = lookUp(tid);
   if (name == nullptr) {
     unresolved_.insert(tid);
@@ -46,9 +51,6 @@ NameTable::Id* EventStore::nameOfThread(int32_t tid) {
 }
 
 NameTable::Id* EventStore::lookUp(int32_t tid) {
-  if (!gTidNames.contains(tid)) {
-    pace_.metNewThread();
-  }
   const int32_t tgid = tgidOf(tid);
   return tgid < 1 || !hasTgidName(tgid) ? nullptr : &gTidNames[tid];
 }

@@ -64,7 +64,7 @@ class EventStore {
   // Where gTidNames has the name of a thread that threads_ does not have; null when its events
   // leave no record.
   NameTable::Id* nameOfThread(int32_t tid);
-  NameTable::Id* lookUp(int32_t tid);
+  static NameTable::Id* lookUp(int32_t tid);
 
   DrainPace& pace_;
   std::array<Thread, 1024> threads_{};  // by the low bits of their ids
