@@ -71,6 +71,16 @@ def python(script, *arguments):
     return (sys.executable, os.path.join(HERE, script), *arguments)
 
 
+def tidy(does, seconds, *options):
+    """Runs clang-tidy by the compile commands of a build by Clang, which is not built for that."""
+    return Step(
+        "tidy", "tidy", does, seconds,
+        (("cmake", "--preset", "clang", "-DTARNWICK_TESTS=ON", "-DTARNWICK_BENCHES=ON",
+          "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"),
+         python("tidy.py", *options)),
+        BACKGROUND, (), ("clang",))
+
+
 # What the quick lane leaves to the full one: stress, what waits a minute, and the tests of packages, benches and scripts.
 NOT_QUICK = "^(stress|slow|packaging|bench|run)"
 
@@ -79,10 +89,7 @@ def quick_steps():
     return (
         Step("format", "format", "clang-format finds nothing to change", 2, (python("format.py"),), BACKGROUND),
         build("release", "g++, with the tests", 75),
-        Step("tidy", "tidy", "clang-tidy of the files changed against the main branch", 60,
-             (("cmake", "--preset", "clang", "-DTARNWICK_TESTS=ON", "-DTARNWICK_BENCHES=ON",
-               "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"),
-              python("tidy.py", "--changed")), BACKGROUND, (), ("clang",)),
+        tidy("clang-tidy of the files changed against the main branch", 60, "--changed"),
         test("release", "unit, device, fuzz replay, documents, this machine's kernel", 120, "--exclude-regex", NOT_QUICK),
     )
 
@@ -91,10 +98,7 @@ def all_steps():
     return (
         Step("format", "format", "clang-format finds nothing to change", 2, (python("format.py"),), BACKGROUND),
         build("release", "g++, with all tests and benches", 90),
-        Step("tidy", "tidy", "clang-tidy of all files", 600,
-             (("cmake", "--preset", "clang", "-DTARNWICK_TESTS=ON", "-DTARNWICK_BENCHES=ON",
-               "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON"),
-              python("tidy.py")), BACKGROUND, (), ("clang",)),
+        tidy("clang-tidy of all files", 600),
         test("release", "all tests of this machine's kernel", 150),
         build("asan", "clang++ with the address and undefined-behaviour sanitizers", 110),
         test("asan", "the same tests, but for the slow ones", 170, "--label-exclude", "slow"),
