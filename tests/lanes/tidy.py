@@ -13,6 +13,7 @@ import json
 import os
 import re
 import shlex
+import shutil
 import subprocess
 import sys
 
@@ -96,7 +97,7 @@ def shared_command(entry):
 def check(path, *options):
     """Runs clang-tidy on one source. Returns what it finds. Of a clean source it would only tell the number of warnings
     in foreign headers."""
-    ran = subprocess.run(["clang-tidy", "--quiet", "--warnings-as-errors=*", *options, path],
+    ran = subprocess.run(["clang-tidy", "--quiet", "--warnings-as-errors=*", path, *options],
                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     if ran.returncode == 0:
         return ""
@@ -131,6 +132,8 @@ def main():
             return 0
         files = [path for path in files if os.path.relpath(path, ROOT) in changed or includes(texts[path]) & changed]
     os.makedirs(GROUPS, exist_ok=True)
+    # clang-tidy looks for the checks of a source above it.
+    shutil.copy(os.path.join(ROOT, "tests", ".clang-tidy"), GROUPS)
     groups = grouped((path, shared_command(entries[path]), texts[path]) for path in files)
     # The longest first, so that no CPU is left alone with one at the end.
     groups.sort(key=len, reverse=True)
