@@ -20,7 +20,7 @@ constexpr SchedEventFormat kFormat{
 // The event of the first line that has one.
 std::string sscanfEventOfLines(const std::string& lines) {
   for (const std::string& line : lines_reading::fgetsLinesOf<1024>(lines)) {
-    const std::string event = sched_reading::sscanfEventOf(line);
+    std::string event = sched_reading::sscanfEventOf(line);
     if (event != kNone) {
       return event;
     }
