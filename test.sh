@@ -3,8 +3,8 @@
 #
 # Checks the tree, and installs what that takes.
 #
-#   ./test.sh            what finds most, in at most eight minutes: before every commit
-#   ./test.sh all        everything that has to pass, in at most 25 minutes
+#   ./test.sh            what finds most, in about seven minutes: before every commit
+#   ./test.sh all        everything that has to pass, in less than an hour
 #   ./test.sh coverage   how much of the program the tests reach
 #   ./test.sh PART...    parts of `all`: format release asan tsan aarch64 bundle packages kernel libcxx clang tidy
 #   ./test.sh --resume   continues at the step at which the last run of the same lane failed

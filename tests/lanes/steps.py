@@ -21,7 +21,7 @@ class Step:
     name: str
     label: str                  # what ./test.sh calls this step and those that belong to it
     does: str
-    seconds: int                # on two quiet CPUs, without a compiler cache
+    seconds: int                # on two CPUs, beside the other steps, without a compiler cache
     commands: tuple             # of argument tuples
     kind: str = CPU
     needs: tuple = ()           # names of steps that have to pass first
@@ -88,29 +88,29 @@ NOT_QUICK = "^(stress|slow|packaging|bench|run)"
 def quick_steps():
     return (
         Step("format", "format", "clang-format finds nothing to change", 2, (python("format.py"),), BACKGROUND),
-        build("release", "g++, with the tests", 75),
+        build("release", "g++, with the tests", 180),
         tidy("clang-tidy of the files changed against the main branch", 60, "--changed"),
-        test("release", "unit, device, fuzz replay, documents, this machine's kernel", 120, "--exclude-regex", NOT_QUICK),
+        test("release", "unit, device, fuzz replay, documents, this machine's kernel", 150, "--exclude-regex", NOT_QUICK),
     )
 
 
 def all_steps():
     return (
         Step("format", "format", "clang-format finds nothing to change", 2, (python("format.py"),), BACKGROUND),
-        build("release", "g++, with all tests and benches", 90),
+        build("release", "g++, with all tests and benches", 270),
         tidy("clang-tidy of all files", 600),
-        test("release", "all tests of this machine's kernel", 150),
-        build("asan", "clang++ with the address and undefined-behaviour sanitizers", 110),
-        test("asan", "the same tests, but for the slow ones", 170, "--label-exclude", "slow"),
+        test("release", "all tests of this machine's kernel", 290),
+        build("asan", "clang++ with the address and undefined-behaviour sanitizers", 400),
+        test("asan", "the same tests, but for the slow ones", 390, "--label-exclude", "slow"),
         Step("sysroot", "aarch64", "Debian's arm64 libraries", 15, (("scripts/aarch64-sysroot.sh",),)),
-        build("aarch64", "the cross compiler", 70, needs=("sysroot",)),
+        build("aarch64", "the cross compiler", 390, needs=("sysroot",)),
         Step("bundle", "bundle", "the bundle for a device", 10, (("packaging/bundle.sh",),),
              CPU, ("build aarch64",), ("aarch64",)),
         Step("kernel images", "kernel", "Debian's arm64 kernel", 20, (("tests/kernel/fetch-kernels.sh", "6.1"),)),
-        test("aarch64", "the program on a real kernel, in an emulated machine", 150, "--label-regex", "kernel",
+        test("aarch64", "the program on a real kernel, in an emulated machine", 290, "--label-regex", "kernel",
              name="test kernel", label="kernel", needs=("bundle", "kernel images"), jobs=JOBS),
-        build("tsan", "clang++ with the thread sanitizer", 90),
-        test("tsan", "the same tests, but for the slow ones", 200, "--label-exclude", "slow"),
+        build("tsan", "clang++ with the thread sanitizer", 390),
+        test("tsan", "the same tests, but for the slow ones", 390, "--label-exclude", "slow"),
         Step("packages", "packages", "the Debian packages, and a clean tree to try them in", 60,
              (("packaging/packages.sh",), ("scripts/debian-tree.sh",)),
              CPU, ("build release", "build aarch64"), ("release", "aarch64")),
