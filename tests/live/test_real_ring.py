@@ -93,8 +93,9 @@ class RealRing(unittest.TestCase):
 
     def test_dropped_events_are_counted(self):
         self.control("buffer_size_kb", "16")
-        sched, _, overruns = self.compare()
-        self.assertGreater(sched, 10)
+        # What is left are the newest events, which can be of either kind.
+        sched, pages, overruns = self.compare()
+        self.assertGreater(sched + pages, 10)
         self.assertGreater(overruns, 0)
 
     def test_larger_sub_buffers(self):
