@@ -1,5 +1,6 @@
 """Messages of a trace to an output that takes nothing for a while: the trace goes on."""
 
+import contextlib
 import fcntl
 import os
 import pty
@@ -50,7 +51,9 @@ class HeldOutput(TraceTest):
         self.assertEqual([line.split("duration=")[1].split()[0] for line in self.records().splitlines()],
                          [str(number) for number in range(1, 12)])
 
-    def test_terminal_that_is_held(self):
+    @contextlib.contextmanager
+    def traced_on_held_terminal(self):
+        """A program that has traced on while its terminal was held, and the other end of the terminal."""
         leader, follower = pty.openpty()
         self.addCleanup(os.close, leader)
         with self.start("--enter", "--systrace", stdout=follower) as program:
@@ -59,6 +62,10 @@ class HeldOutput(TraceTest):
             wait_for(lambda: not select.select([], [follower], [], 0)[1], "the terminal is held")
             os.close(follower)
             self.trace_on_while_held(program)
+            yield program, leader
+
+    def test_terminal_that_is_held(self):
+        with self.traced_on_held_terminal() as (program, leader):
             os.write(leader, CTRL_Q)
             program.type("\n")
             output = program.read_bit_by_bit(leader).replace("\r\n", "\n")
@@ -95,14 +102,7 @@ class HeldOutput(TraceTest):
 
     @unittest.skipIf(HOLDS_SIGNALS_BACK, "this sanitizer holds back the alarm that ends the wait")
     def test_interrupt_ends_the_program_while_a_message_is_held(self):
-        leader, follower = pty.openpty()
-        self.addCleanup(os.close, leader)
-        with self.start("--enter", "--systrace", stdout=follower) as program:
-            program.wait_until_waiting()
-            os.write(leader, CTRL_S)
-            wait_for(lambda: not select.select([], [follower], [], 0)[1], "the terminal is held")
-            os.close(follower)
-            self.trace_on_while_held(program)
+        with self.traced_on_held_terminal() as (program, _):
             program.interrupt()
         self.wait_until_all_have_ended()
 
