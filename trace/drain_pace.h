@@ -15,9 +15,9 @@ class DrainPace {
   using Rest = std::chrono::microseconds;
 
   // Long rests stay within the kernel's buffer of 8 MB a CPU.
-  static constexpr Rest kShortRest{100};
+  static constexpr Rest kShortRest{250};
   static constexpr Rest kLongRest{15000};
-  static constexpr uint32_t kShortDrains = 20;
+  static constexpr uint32_t kShortDrains = 8;
 
   // A drain begins.
   void startDrain() { ++drain_; }

@@ -22,7 +22,18 @@ TraceRecordKind recordKind(SchedEventKind kind) {
 
 }  // namespace
 
-NameTable::Id* EventStore::nameOfThread(int32_t tid) {
+void EventStore::lookUpNewThreads(TidRange tids) {
+  looksUpNewThreads_ = true;
+  for (int32_t tid = tids.first; tid <= tids.last; ++tid) {
+    if (!gTidToTgid.contains(tid)) {
+      pace_.metNewThread();
+      tgidOf(tid);
+    }
+  }
+}
+
+NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
+  const int32_t tid = event.tid;
   Thread& thread = threadOf(tid);
   if (thread.tid == tid && thread.failedDrain == pace_.drain()) {
     return nullptr;
@@ -39,7 +50,7 @@ NameTable::Id* EventStore::nameOfThread(int32_t tid) {
   if (!failedBefore && !gTidNames.contains(tid)) {
     pace_.metNewThread();
   }
-  NameTable::Id* const name = lookUp(tid);
+  NameTable::Id* const name = lookUp(event);
   if (name == nullptr) {
     unresolved_.insert(tid);
     thread = {tid, pace_.drain(), nullptr, {}, 0};
@@ -50,9 +61,15 @@ NameTable::Id* EventStore::nameOfThread(int32_t tid) {
   return name;
 }
 
-NameTable::Id* EventStore::lookUp(int32_t tid) {
-  const int32_t tgid = tgidOf(tid);
-  return tgid < 1 || !hasTgidName(tgid) ? nullptr : &gTidNames[tid];
+NameTable::Id* EventStore::lookUp(const SchedEvent& event) const {
+  const int32_t tgid = tgidOf(event.tid);
+  if (tgid < 1) {
+    return nullptr;
+  }
+  // The name of a process is that of its first thread.
+  const bool named = hasTgidName(tgid) || (looksUpNewThreads_ && event.tid == tgid &&
+                                           nameEndedProcess(tgid, event.comm));
+  return named ? &gTidNames[event.tid] : nullptr;
 }
 
 NameTable::Id EventStore::nameId(const SchedEvent& event) {
@@ -75,7 +92,7 @@ bool EventStore::hold(const SchedEvent& event, uint64_t time, HeldEvent& held) {
   const bool makesRecord = event.value >= 1 && event.value <= TraceRecord::kLongestDuration;
   const Thread& thread = threadOf(event.tid);
   NameTable::Id* const threadName =
-      thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event.tid);
+      thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event);
   if (threadName == nullptr) {
     gTraceLosses.unresolved += makesRecord ? 1U : 0U;
     return false;

@@ -9,6 +9,7 @@
 
 #include "trace/drain_pace.h"
 #include "trace/name_table.h"
+#include "trace/new_tids.h"
 #include "trace/page_cache_event.h"
 #include "trace/page_cache_report.h"
 #include "trace/sched_event.h"
@@ -24,6 +25,10 @@ class EventStore {
   // Tells `pace` of threads that are new. It says when a drain begins: a thread that could not be
   // looked up is asked for again in the next one.
   explicit EventStore(DrainPace& pace) : pace_(pace) {}
+
+  // Looks up threads before their first event. From then on, an event of a process that has ended
+  // by now names it, which the file that has its name can no longer do.
+  void lookUpNewThreads(TidRange tids);
 
   // A scheduler event whose thread has been looked up, to be stored in its turn.
   struct HeldEvent {
@@ -63,8 +68,8 @@ class EventStore {
 
   // Where gTidNames has the name of a thread that threads_ does not have; null when its events
   // leave no record.
-  NameTable::Id* nameOfThread(int32_t tid);
-  static NameTable::Id* lookUp(int32_t tid);
+  NameTable::Id* nameOfThread(const SchedEvent& event);
+  NameTable::Id* lookUp(const SchedEvent& event) const;
 
   DrainPace& pace_;
   std::array<Thread, 1024> threads_{};  // by the low bits of their ids
@@ -72,6 +77,8 @@ class EventStore {
   // Threads that could not be looked up in this drain.
   std::unordered_set<int32_t> unresolved_;
   uint32_t unresolvedDrain_ = 0;
+
+  bool looksUpNewThreads_ = false;
 
   std::vector<HeldEvent> block_;  // of the events of the text, what is to be stored
 
