@@ -20,6 +20,22 @@ TraceRecordKind recordKind(SchedEventKind kind) {
   return TraceRecordKind::kRuntime;
 }
 
+// Nanoseconds; 0 for an event that leaves no record.
+uint32_t recordDuration(int64_t value) {
+  return value < 1 || value > TraceRecord::kLongestDuration ? 0 : static_cast<uint32_t>(value);
+}
+
+TraceRecord recordOf(const SchedEvent& event, NameTable::Id name) {
+  TraceRecord record;
+  record.time = event.time;
+  record.duration = recordDuration(event.value) & ((1U << 29U) - 1);
+  record.kind = recordKind(event.kind);
+  record.cpu = event.cpu;
+  record.tid = event.tid;
+  record.name = name;
+  return record;
+}
+
 }  // namespace
 
 void EventStore::lookUpNewThreads(TidRange tids) {
@@ -53,10 +69,10 @@ NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
   NameTable::Id* const name = lookUp(event);
   if (name == nullptr) {
     unresolved_.insert(tid);
-    thread = {tid, pace_.drain(), nullptr, {}, 0};
+    thread = {tid, pace_.drain(), nullptr, {}, 0, {}, 0};
   } else if (gTgidNames.contains(gTidToTgid[tid])) {
     // A process that is about to be named is looked at again.
-    thread = {tid, 0, name, {}, 0};
+    thread = {tid, 0, name, {}, 0, {}, 0};
   }
   return name;
 }
@@ -79,6 +95,7 @@ NameTable::Id EventStore::nameId(const SchedEvent& event) {
   }
   // It is nearly always the name that the thread had before.
   if (thread.comm != event.comm) {
+    thread.fieldSize = 0;
     thread.commId = gTraceNames.idOf(event.comm);
     thread.comm = gTraceNames.name(thread.commId);
   }
@@ -89,22 +106,42 @@ bool EventStore::hold(const SchedEvent& event, uint64_t time, HeldEvent& held) {
   if (memoryRanOut() && droppedForMemory()) {
     return false;
   }
-  const bool makesRecord = event.value >= 1 && event.value <= TraceRecord::kLongestDuration;
   const Thread& thread = threadOf(event.tid);
   NameTable::Id* const threadName =
       thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event);
   if (threadName == nullptr) {
-    gTraceLosses.unresolved += makesRecord ? 1U : 0U;
+    gTraceLosses.unresolved += recordDuration(event.value) > 0 ? 1U : 0U;
     return false;
   }
-  held.time = time;
-  held.threadName = threadName;
-  held.record.time = event.time;
-  held.record.duration = (makesRecord ? static_cast<uint32_t>(event.value) : 0) & ((1U << 29U) - 1);
-  held.record.kind = recordKind(event.kind);
-  held.record.cpu = event.cpu;
-  held.record.tid = event.tid;
-  held.record.name = nameId(event);
+  held = {time, threadName, recordOf(event, nameId(event))};
+  return true;
+}
+
+bool EventStore::hold(const SchedEventFields& fields, const SchedEvent& event, uint64_t time,
+                      HeldEvent& held) {
+  if (!hold(event, time, held)) {
+    return false;
+  }
+  // A name that stands in the record as it is.
+  Thread& thread = threadOf(event.tid);
+  if (thread.tid == event.tid && thread.name != nullptr &&
+      event.comm.data() == fields.comm.data() && fields.comm.size() <= thread.field.size()) {
+    thread.fieldSize =
+        static_cast<uint32_t>(fields.comm.copy(thread.field.data(), thread.field.size()));
+  }
+  return true;
+}
+
+bool EventStore::holdAgain(const SchedEventFields& fields, SchedEventKind kind, int32_t cpu,
+                           uint64_t time, HeldEvent& held) {
+  const Thread& thread = threadOf(fields.tid);
+  if (thread.tid != fields.tid || thread.name == nullptr || thread.fieldSize == 0 ||
+      memoryRanOut() || fields.comm != std::string_view(thread.field.data(), thread.fieldSize)) {
+    return false;
+  }
+  const auto value = static_cast<int64_t>(fields.value);
+  held = {time, thread.name,
+          recordOf({kind, ringSeconds(time), value, cpu, fields.tid, {}}, thread.commId)};
   return true;
 }
 

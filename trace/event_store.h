@@ -12,6 +12,7 @@
 #include "trace/new_tids.h"
 #include "trace/page_cache_event.h"
 #include "trace/page_cache_report.h"
+#include "trace/ring_event.h"
 #include "trace/sched_event.h"
 #include "trace/trace_record.h"
 #include "trace/trace_state.h"
@@ -41,6 +42,15 @@ class EventStore {
   // then counts as unresolved in gTraceLosses. `held` keeps its value then.
   bool hold(const SchedEvent& event, uint64_t time, HeldEvent& held);
 
+  // The same for an event of the ring, `event` as read from `fields`. Keeps its name for holdAgain.
+  bool hold(const SchedEventFields& fields, const SchedEvent& event, uint64_t time,
+            HeldEvent& held);
+
+  // The same, faster and for most events: of a thread that has been looked up, with the name that
+  // its last event had. False for any other, which is to be read.
+  bool holdAgain(const SchedEventFields& fields, SchedEventKind kind, int32_t cpu, uint64_t time,
+                 HeldEvent& held);
+
   // Sets the thread's name and appends the record. Says so at the first one in the life of the
   // process.
   static void store(const HeldEvent& held, TraceAppender& records);
@@ -59,6 +69,8 @@ class EventStore {
     NameTable::Id* name;    // where gTidNames has the name; null when it could not be looked up
     std::string_view comm;  // what its last event called it, as gTraceNames keeps it
     NameTable::Id commId;
+    std::array<char, 16> field;  // the bytes of commId's name in the ring
+    uint32_t fieldSize;          // of them; 0 when they are not known
   };
 
   Thread& threadOf(int32_t tid) { return threads_[static_cast<uint32_t>(tid) % threads_.size()]; }

@@ -13,13 +13,6 @@ namespace tarnwick {
 
 namespace {
 
-constexpr uint64_t kNanosecondsPerMicrosecond = 1000;
-constexpr uint64_t kMicrosecondsPerSecond = 1000000;
-
-uint64_t microseconds(uint64_t nanoseconds) {
-  return (nanoseconds + kNanosecondsPerMicrosecond / 2) / kNanosecondsPerMicrosecond;
-}
-
 // How many characters are before the first control character or "=".
 size_t nameLength(std::string_view text) {
   constexpr size_t kWord = 8;
@@ -38,21 +31,6 @@ size_t nameLength(std::string_view text) {
     ++length;
   }
   return length;
-}
-
-// The characters of a field, its NUL included; no value when it is not all in the record.
-std::optional<std::string_view> textField(std::string_view record, const EventField& field) {
-  uint32_t offset = field.offset;
-  uint32_t size = field.size;
-  if (field.dynamic) {
-    const auto place = loadAs<uint32_t>(record.data() + field.offset);
-    offset = place & 0xFFFFU;
-    size = place >> 16U;
-  }
-  if (offset > record.size() || size > record.size() - offset) {
-    return std::nullopt;
-  }
-  return record.substr(offset, size);
 }
 
 const char* kindName(SchedEventKind kind) {
@@ -75,7 +53,7 @@ __attribute__((noinline)) std::optional<SchedEvent> readByLine(SchedEventKind ki
                                                                uint64_t nanoseconds,
                                                                SchedEventText& text) {
   constexpr size_t kMaxName = 128;  // the kernel's are shorter than 16
-  const uint64_t micros = microseconds(nanoseconds);
+  const uint64_t micros = ringMicroseconds(nanoseconds);
   const int length =
       snprintf(text.data(), text.size(),
                " [%03" PRId32 "] d.... %5" PRIu64 ".%06" PRIu64
@@ -95,28 +73,18 @@ __attribute__((noinline)) std::optional<SchedEvent> readByLine(SchedEventKind ki
 
 }  // namespace
 
-double ringSeconds(uint64_t nanoseconds) {
-  // A quotient of two numbers that a double holds exactly is rounded once, as scanf rounds.
-  return static_cast<double>(microseconds(nanoseconds)) /
-         static_cast<double>(kMicrosecondsPerSecond);
-}
-
 std::optional<SchedEvent> readSchedEvent(std::string_view record, const SchedEventFormat& format,
                                          int32_t cpu, uint64_t nanoseconds, SchedEventText& text) {
   constexpr size_t kMaxOrdinaryName = 16;
-  if (record.size() < format.minSize) {
+  const std::optional<SchedEventFields> fields = schedEventFields(record, format);
+  if (!fields) {
     return std::nullopt;
   }
-  const std::optional<std::string_view> field = textField(record, format.comm);
-  if (!field) {
-    return std::nullopt;
-  }
-  const auto tid = loadAs<int32_t>(record.data() + format.pid.offset);
-  const auto value = loadAs<uint64_t>(record.data() + format.value.offset);
-  const std::string_view comm = field->substr(0, nameLength(*field));
-  const bool whole = comm.size() == field->size() || (*field)[comm.size()] == '\0';
+  const auto& [field, tid, value] = *fields;
+  const std::string_view comm = field.substr(0, nameLength(field));
+  const bool whole = comm.size() == field.size() || field[comm.size()] == '\0';
   if (!whole || comm.size() > kMaxOrdinaryName) {
-    const std::string_view odd = field->substr(0, field->find('\0'));
+    const std::string_view odd = field.substr(0, field.find('\0'));
     return readByLine(format.kind, odd, tid, value, cpu, nanoseconds, text);
   }
   // scanf's %ld stops at the largest number, too.

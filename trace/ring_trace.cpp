@@ -154,10 +154,18 @@ void RingTrace::takeRecord(size_t cpu, uint64_t time, std::string_view record) {
     return;
   }
   if (const SchedEventFormat* const format = schedFormat(*id)) {
-    const std::optional<SchedEvent> event =
-        readSchedEvent(record, *format, reader_->cpus()[cpu], time, text_);
+    const std::optional<SchedEventFields> fields = schedEventFields(record, *format);
+    if (!fields) {
+      return;
+    }
     EventStore::HeldEvent held;
-    if (event && store_->hold(*event, time, held)) {
+    const int32_t number = reader_->cpus()[cpu];
+    if (store_->holdAgain(*fields, format->kind, number, time, held)) {
+      merge_.add(cpu, held);
+      return;
+    }
+    const auto event = readSchedEvent(record, *format, number, time, text_);
+    if (event && store_->hold(*fields, *event, time, held)) {
       merge_.add(cpu, held);
     }
   } else if (const PageCacheEventFormat* const pages = pageCacheFormat(*id)) {

@@ -116,5 +116,79 @@ TEST_F(EventOfEndedProcess, NewThreadMakesTheRestShort) {
   child.end();
 }
 
+// Events of this process as the ring has them, with names in 16 bytes.
+class EventOfTheRing : public EventOfEndedProcess {
+ protected:
+  static SchedEventFields fieldsOf(std::string_view field) {
+    return {field, static_cast<int32_t>(getpid()), 5000};
+  }
+
+  // Whether an event with this field can be held without being read. It is read otherwise, as
+  // `name`.
+  bool isHeldAgain(std::string_view field, std::string_view name) {
+    const SchedEventFields fields = fieldsOf(field);
+    pace_.startDrain();
+    if (store_.holdAgain(fields, SchedEventKind::kWait, 3, 2000000, held_)) {
+      return true;
+    }
+    const SchedEvent event{SchedEventKind::kWait, 0.002, 5000, 3, fields.tid, name};
+    EXPECT_TRUE(store_.hold(fields, event, 2000000, held_));
+    return false;
+  }
+
+  EventStore::HeldEvent held_{};
+};
+
+TEST_F(EventOfTheRing, IsHeldAgainAsItWasHeldFirst) {
+  const std::string_view field("worker\0\0\0", 9);
+  EXPECT_FALSE(isHeldAgain(field, field.substr(0, 6)));
+  const EventStore::HeldEvent first = held_;
+  held_ = EventStore::HeldEvent();
+  EXPECT_TRUE(isHeldAgain(field, field.substr(0, 6)));
+  EXPECT_EQ(held_.time, first.time);
+  EXPECT_EQ(held_.threadName, first.threadName);
+  EXPECT_EQ(held_.record.time, first.record.time);
+  EXPECT_EQ(held_.record.duration, first.record.duration);
+  EXPECT_EQ(held_.record.kind, first.record.kind);
+  EXPECT_EQ(held_.record.cpu, first.record.cpu);
+  EXPECT_EQ(held_.record.tid, first.record.tid);
+  EXPECT_EQ(held_.record.name, first.record.name);
+}
+
+TEST_F(EventOfTheRing, IsReadWhenItsNameIsAnother) {
+  const std::string_view field("worker");
+  EXPECT_FALSE(isHeldAgain(field, field));
+  EXPECT_FALSE(isHeldAgain("works", "works"));
+  EXPECT_EQ(gTraceNames.name(held_.record.name), "works");
+  EXPECT_FALSE(isHeldAgain("", "blank"));
+  EXPECT_FALSE(isHeldAgain("", "blank"));
+  EXPECT_EQ(gTraceNames.name(held_.record.name), "blank");
+}
+
+TEST_F(EventOfTheRing, IsReadWhenItsNameDoesNotStandInIt) {
+  const std::string_view field("a=b");
+  EXPECT_FALSE(isHeldAgain(field, "a"));
+  EXPECT_FALSE(isHeldAgain(field, "a"));
+}
+
+TEST_F(EventOfTheRing, IsReadAfterAnOddName) {
+  const std::string_view field("worker");
+  EXPECT_FALSE(isHeldAgain(field, field));
+  EXPECT_FALSE(isHeldAgain("a=b", "a"));
+  EXPECT_FALSE(isHeldAgain(field, field));
+  EXPECT_EQ(gTraceNames.name(held_.record.name), "worker");
+}
+
+TEST_F(EventOfTheRing, LeavesNoRecordWhenItIsLong) {
+  const std::string_view field("worker");
+  EXPECT_FALSE(isHeldAgain(field, field));
+  SchedEventFields fields = fieldsOf(field);
+  for (const uint64_t value : {uint64_t{0}, uint64_t{300000001}, ~uint64_t{0}}) {
+    fields.value = value;
+    EXPECT_TRUE(store_.holdAgain(fields, SchedEventKind::kWait, 3, 2000000, held_));
+    EXPECT_EQ(held_.record.duration, 0U) << value;
+  }
+}
+
 }  // namespace
 }  // namespace tarnwick
