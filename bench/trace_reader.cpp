@@ -1,9 +1,10 @@
 // Floors for reading the trace of a folder of the kernel.
 //
 //   trace_reader ring FOLDER         parses of the ring buffers' pages as little as possible
+//   trace_reader kbuffer FOLDER      the same by libtraceevent
 //   trace_reader lines FOLDER NAME   reads trace_pipe by fgets(3) and looks up each thread at once
 //
-// Both read until SIGTERM. The second one then prints how many threads of this name it could look
+// They read until SIGTERM. The last one then prints how many threads of this name it could look
 // up.
 
 #include <fcntl.h>
@@ -22,6 +23,10 @@
 #include <vector>
 
 #include "trace/ring_page.h"
+
+extern "C" {
+#include <traceevent/kbuffer.h>
+}
 
 namespace tarnwick::bench {
 
@@ -43,6 +48,49 @@ std::string readWhole(const std::string& path) {
   return text;
 }
 
+// A sum that depends on each event of a page.
+class OwnPage {
+ public:
+  explicit OwnPage(const RingPageLayout& layout) : layout_(layout) {}
+
+  uint64_t sum(const char* bytes, size_t size) const {
+    uint64_t sum = 0;
+    if (const auto page = RingPage::open({bytes, size}, layout_)) {
+      page->forEach([&sum](uint64_t time, std::string_view record) {
+        sum += time + loadAs<uint32_t>(record.data());
+      });
+    }
+    return sum;
+  }
+
+ private:
+  RingPageLayout layout_;
+};
+
+class LibraryPage {
+ public:
+  explicit LibraryPage(const RingPageLayout& layout)
+      : buffer_(
+            kbuffer_alloc(layout.commitSize == sizeof(uint64_t) ? KBUFFER_LSIZE_8 : KBUFFER_LSIZE_4,
+                          KBUFFER_ENDIAN_LITTLE),
+            kbuffer_free) {}
+
+  uint64_t sum(char* bytes, size_t /*size*/) const {
+    uint64_t sum = 0;
+    kbuffer_load_subbuffer(buffer_.get(), bytes);
+    unsigned long long time = 0;
+    for (const void* record = kbuffer_read_event(buffer_.get(), &time); record != nullptr;
+         record = kbuffer_next_event(buffer_.get(), &time)) {
+      sum += time + loadAs<uint32_t>(static_cast<const char*>(record));
+    }
+    return sum;
+  }
+
+ private:
+  std::unique_ptr<kbuffer, void (*)(kbuffer*)> buffer_;
+};
+
+template <typename Page>
 int readRing(const std::string& folder) {
   const auto layout = parseRingPageLayout(readWhole(folder + "/events/header_page"));
   std::vector<int> fds;
@@ -54,17 +102,13 @@ int readRing(const std::string& folder) {
     fputs("trace_reader: no layout\n", stderr);
     return 1;
   }
-  std::vector<char> page(layout->pageSize());
+  const Page page(*layout);
+  std::vector<char> bytes(layout->pageSize());
   while (gStop == 0) {
     uint64_t sum = 0;
     for (const int fd : fds) {
-      for (ssize_t got; gStop == 0 && (got = read(fd, page.data(), page.size())) > 0;) {
-        const auto opened = RingPage::open({page.data(), static_cast<size_t>(got)}, *layout);
-        if (opened) {
-          opened->forEach([&sum](uint64_t time, std::string_view record) {
-            sum += time + loadAs<uint32_t>(record.data());
-          });
-        }
+      for (ssize_t got; gStop == 0 && (got = read(fd, bytes.data(), bytes.size())) > 0;) {
+        sum += page.sum(bytes.data(), static_cast<size_t>(got));
       }
     }
     gSum = gSum + sum;
@@ -123,12 +167,15 @@ int run(int argc, char** argv) {
   sigaction(SIGTERM, &action, nullptr);
   const std::string mode = argc > 1 ? argv[1] : "";
   if (argc == 3 && mode == "ring") {
-    return readRing(argv[2]);
+    return readRing<OwnPage>(argv[2]);
+  }
+  if (argc == 3 && mode == "kbuffer") {
+    return readRing<LibraryPage>(argv[2]);
   }
   if (argc == 4 && mode == "lines") {
     return readLines(argv[2], argv[3]);
   }
-  fputs("trace_reader ring FOLDER | lines FOLDER NAME\n", stderr);
+  fputs("trace_reader ring FOLDER | kbuffer FOLDER | lines FOLDER NAME\n", stderr);
   return 1;
 }
 

@@ -13,8 +13,8 @@ import tempfile
 import time
 
 from rows import CannotMeasure, Result, row
-from tools import (Pipe, costed, cpu_seconds, device, enter, median, need_root, of_rounds, profiled,
-                   program, run_cost, slope, tool, wait_for)
+from tools import (Pipe, costed, cpu_seconds, cpu_seconds_of_children, device, enter, median, need_root, of_rounds,
+                   profiled, program, run_cost, slope, tool, wait_for)
 from tracing import CONTROLS, KERNEL_WITH_LINKS, NO_SUCH_EVENT, TRACING, link_ring
 
 # What an ordinary user has, and the largest one that he may have, where speed is not what is measured.
@@ -329,10 +329,17 @@ class Tracer:
             finally:
                 cat.kill()
 
-    @contextlib.contextmanager
     def read_by_floor(self):
         """What parses of the ring buffers as little as possible."""
-        with subprocess.Popen([tool("trace_reader"), "ring", self.folder]) as reader:
+        return self.floor("ring")
+
+    def read_by_library(self):
+        """The same by libtraceevent."""
+        return self.floor("kbuffer")
+
+    @contextlib.contextmanager
+    def floor(self, mode):
+        with subprocess.Popen([tool("trace_reader"), mode, self.folder]) as reader:
             try:
                 yield reader.pid
             finally:
@@ -345,10 +352,11 @@ class Tracer:
         return self.program(ring=True)
 
     @contextlib.contextmanager
-    def program(self, ring, records=None):
+    def program(self, ring, records=None, cpu=None):
         """The program on this machine's kernel but for the tracing controls, which are plain files:
         tracing is switched by us, and the counts outlive the measurement. Without `ring` it finds no ring buffers
-        and reads the text. The list `records` gets the trace file."""
+        and reads the text. The list `records` gets the trace file, the list `cpu` the CPU seconds of what comes
+        after its start."""
         with device() as made, tempfile.TemporaryDirectory(prefix="bench-") as links:
             for control in CONTROLS:
                 os.makedirs(os.path.dirname(os.path.join(links, control)), exist_ok=True)
@@ -367,11 +375,17 @@ class Tracer:
                                   env=environment) as process:
                 try:
                     wait_for(lambda: has_thread(process.pid, "pipe_thread"), "the program reads")
+                    started = cpu_seconds(process.pid) + cpu_seconds_of_children(process.pid)
                     yield process.pid
                 finally:
                     if records is not None:
                         self.write("tracing_on", "0")
-                    process.communicate(b"\n")
+                    process.stdin.write(b"\n")
+                    process.stdin.close()
+                    _, status, usage = os.wait4(process.pid, 0)
+                    process.returncode = os.waitstatus_to_exitcode(status)
+            if cpu is not None:
+                cpu.append(usage.ru_utime + usage.ru_stime - started)
             if records is not None:
                 records.append(made.read("/data/trace.txt"))
 
@@ -475,13 +489,15 @@ def pipe_moderate(options):
 @row("ring-saturated", "CPU time of an event of this machine's ring buffers, under saturation")
 def ring_saturated(options):
     with Tracer() as tracer:
-        by_cat, by_floor, rates, losses = [], [], [], []
+        by_cat, by_floor, library, rates, losses = [], [], [], [], []
         for _ in range(options.rounds):
             cat, *_ = cpu_of_reading(tracer, tracer.read_by_cat, 0.5)
             floor, *_ = cpu_of_reading(tracer, tracer.read_by_floor, 0.5)
+            kbuffer, *_ = cpu_of_reading(tracer, tracer.read_by_library, 0.5)
             ours, rate, lost = cpu_of_reading(tracer, tracer.read_ring_by_us, 0.5)
             by_cat.append((ours * 1e6, cat * 1e6))
             by_floor.append((ours * 1e6, floor * 1e6))
+            library.append((floor * 1e6, kbuffer * 1e6))
             rates.append(rate)
             losses.append(lost)
         note = f"we read {median(rates):.0f} events a second, {median(losses):.0f} more were lost"
@@ -489,6 +505,7 @@ def ring_saturated(options):
                      target="at most 0.06", digits=3, note=note)
         yield Result("an event", "us", **of_rounds(by_floor), floor_name="parsing the least", target="at most 2",
                      digits=3)
+        yield Result("parsing the least", "us", **of_rounds(library), floor_name="the same by libtraceevent", digits=3)
 
 
 @row("ring-moderate", "the pipe thread on this machine's ring buffers, at a moderate load")
@@ -511,6 +528,24 @@ def ring_moderate(options):
                      target="at most 0.10", digits=3)
         yield Result("an event", "us", **of_rounds(by_floor), floor_name="parsing the least", target="at most 2",
                      digits=3)
+
+
+@row("ring-whole", "a measurement of 1,000,000 scheduler events of this machine with its trace.txt")
+def ring_whole(options):
+    count = 20000 if options.short else 10**6
+    with Tracer() as tracer:
+        def cost_of(ring):
+            """CPU microseconds of an event."""
+            records, cpu = [], []
+            with tracer.program(ring, records, cpu):
+                tracer.restart()
+                with load_of(0, 1000):
+                    wait_for(lambda: tracer.events()[0] > count, "the events are read")
+            return cpu[0] / records[0].count("\n") * 1e6
+
+        rounds = [(cost_of(ring=True), cost_of(ring=False)) for _ in range(options.rounds)]
+        yield Result("an event in trace.txt", "us", **of_rounds(rounds), floor_name="the same from trace_pipe",
+                     target="at most 0.5", digits=2)
 
 
 # Each starts 150 threads of this name, one after the other.

@@ -55,6 +55,7 @@ check_packages=(
   clang-tidy
   git                 # which files differ from the main branch
   libbenchmark-dev    # the benches are built, too
+  libtraceevent-dev   # they measure beside it
   libgtest-dev
   mandoc
   mount
@@ -95,6 +96,7 @@ bench_packages=(
   atop
   findutils
   libbenchmark-dev
+  libtraceevent-dev
   procps
   python3
   sysstat
