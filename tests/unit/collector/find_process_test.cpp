@@ -16,9 +16,9 @@ namespace {
 
 // A process with a command line of the test's choice, gone with the object. It is `cat` on two
 // pipes.
-class Child {
+class NamedChild {
  public:
-  explicit Child(const std::string& path) {
+  explicit NamedChild(const std::string& path) {
     std::array<int, 2> input{};
     std::array<int, 2> output{};
     if (pipe2(input.data(), O_CLOEXEC) != 0 || pipe2(output.data(), O_CLOEXEC) != 0) {
@@ -41,15 +41,15 @@ class Child {
     input_ = input[1];
     close(output[0]);
   }
-  ~Child() {
+  ~NamedChild() {
     close(input_);
     if (id_ > 0) {
       kill(id_, SIGKILL);
       waitpid(id_, nullptr, 0);
     }
   }
-  Child(const Child&) = delete;
-  Child& operator=(const Child&) = delete;
+  NamedChild(const NamedChild&) = delete;
+  NamedChild& operator=(const NamedChild&) = delete;
 
   pid_t id() const { return id_; }
 
@@ -64,38 +64,38 @@ std::string nobodysName() {
 }
 
 TEST(FindProcess, findsTheFileNameOfAProgram) {
-  const Child child("/system/bin/" + nobodysName());
+  const NamedChild child("/system/bin/" + nobodysName());
   EXPECT_EQ(findProcessByName(nobodysName()), child.id());
 }
 
 TEST(FindProcess, doesNotFindTheWholePath) {
-  const Child child("/system/bin/" + nobodysName());
+  const NamedChild child("/system/bin/" + nobodysName());
   EXPECT_EQ(findProcessByName("/system/bin/" + nobodysName()), -1);
 }
 
 TEST(FindProcess, doesNotFindTheArguments) {
-  const Child child("/system/bin/" + nobodysName());
+  const NamedChild child("/system/bin/" + nobodysName());
   EXPECT_EQ(findProcessByName(nobodysName() + " -u"), -1);
 }
 
 TEST(FindProcess, doesNotFindTheBeginningOfAName) {
-  const Child child(nobodysName() + ":remote");
+  const NamedChild child(nobodysName() + ":remote");
   EXPECT_EQ(findProcessByName(nobodysName()), -1);
 }
 
 TEST(FindProcess, findsNobodyOfALongerName) {
-  const Child child(nobodysName());
+  const NamedChild child(nobodysName());
   EXPECT_EQ(findProcessByName(nobodysName() + ":remote"), -1);
 }
 
 TEST(FindProcess, findsANameBehindALongPath) {
-  const Child child("/" + std::string(9000, 'd') + "/" + nobodysName());
+  const NamedChild child("/" + std::string(9000, 'd') + "/" + nobodysName());
   EXPECT_EQ(findProcessByName(nobodysName()), child.id());
 }
 
 TEST(FindProcess, findsTheFirstOfTwo) {
-  const Child one(nobodysName());
-  const Child other(nobodysName());
+  const NamedChild one(nobodysName());
+  const NamedChild other(nobodysName());
   EXPECT_EQ(findProcessByName(nobodysName()), std::min(one.id(), other.id()));
 }
 
@@ -104,7 +104,7 @@ TEST(FindProcess, findsNobody) {
 }
 
 TEST(FindProcess, findsNobodyWithoutAFreeDescriptor) {
-  const Child child(nobodysName());
+  const NamedChild child(nobodysName());
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit none = {0, limit.rlim_max};

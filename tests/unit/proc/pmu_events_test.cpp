@@ -13,7 +13,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t kMaxCount = std::numeric_limits<uint64_t>::max();
 
 std::string lineOf(const PmuCounts& counts) {
   StringSink sink;
@@ -121,11 +121,11 @@ TEST(PmuFigures, countsAreUnsigned) {
 }
 
 TEST(PmuFigures, missesAreUnsigned) {
-  EXPECT_DOUBLE_EQ(pmuFigures({.brMisPred = kMax, .brPred = 0}).branchHitPercent, 0.0);
+  EXPECT_DOUBLE_EQ(pmuFigures({.brMisPred = kMaxCount, .brPred = 0}).branchHitPercent, 0.0);
 }
 
 TEST(PmuFigures, sumsWrap) {
-  EXPECT_EQ(pmuFigures({.l1dCache = kMax, .l1dCacheWb = 3}).cacheRefs, 2U);
+  EXPECT_EQ(pmuFigures({.l1dCache = kMaxCount, .l1dCacheWb = 3}).cacheRefs, 2U);
 }
 
 TEST(PmuLine, showsTheFigures) {
@@ -149,7 +149,7 @@ TEST(PmuLine, isOneRecord) {
 }
 
 TEST(PmuLine, showsCountsAboveTheSignedRangeAsNegative) {
-  EXPECT_EQ(lineOf({.l1dCache = kMax, .brPred = kMax}),
+  EXPECT_EQ(lineOf({.l1dCache = kMaxCount, .brPred = kMaxCount}),
             "   crefs=-1           hit=100.00   br=-1           hit=100.00\n");
 }
 

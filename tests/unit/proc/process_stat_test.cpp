@@ -22,7 +22,7 @@ using process_reading::sscanfSchedstatOf;
 using process_reading::sscanfStatOf;
 using process_reading::statOf;
 
-constexpr int kTexts = 200000;
+constexpr int kStatTexts = 200000;
 
 // A stat line with its field numbers as values, so that field 14 is 14.
 std::string numberedStat(const std::string& name = "name") {
@@ -210,7 +210,7 @@ TEST(ProcessStat, oddTextsReadAsSscanfReadsThem) {
   std::vector<std::string> real = readFixtures("proc", "stat");
   real.push_back(numberedStat("kworker/u16:0-events_unbound_and_then_some_more"));
   OddTexts texts(real, "0123456789 +-()\t\n\v\f\rxe.,");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kStatTexts; ++i) {
     const std::string text = texts.next();
     ASSERT_EQ(statOf(text), sscanfStatOf(text)) << testing::PrintToString(text);
   }
@@ -218,7 +218,7 @@ TEST(ProcessStat, oddTextsReadAsSscanfReadsThem) {
 
 TEST(ProcessStat, rowsOfOddNumbersReadAsSscanfReadsThem) {
   OddTexts texts({"4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20"}, "0123456789 +-\t\n");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kStatTexts; ++i) {
     const std::string text = "7 (a b) R " + texts.next() + texts.next();
     ASSERT_EQ(statOf(text), sscanfStatOf(text)) << testing::PrintToString(text);
   }
@@ -245,7 +245,7 @@ TEST(ProcessSchedstat, emptyTextHasNoFields) {
 
 TEST(ProcessSchedstat, oddTextsReadAsSscanfReadsThem) {
   OddTexts texts(readFixtures("proc", "schedstat"), "0123456789 +-()\t\n\v\f\rxe.,");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kStatTexts; ++i) {
     const std::string text = texts.next();
     ASSERT_EQ(schedstatOf(text), sscanfSchedstatOf(text)) << testing::PrintToString(text);
   }

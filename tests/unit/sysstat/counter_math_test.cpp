@@ -4,11 +4,11 @@
 
 #include <limits>
 
+#include "tests/unit/support/counter_limits.h"
+
 namespace tarnwick {
 namespace {
 
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 constexpr int32_t kMax32 = std::numeric_limits<int32_t>::max();
 constexpr int32_t kMin32 = std::numeric_limits<int32_t>::min();
 

@@ -2,18 +2,15 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 
+#include "tests/unit/support/counter_limits.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/string_sink.h"
 #include "tests/unit/support/vmstat_reading.h"
 
 namespace tarnwick {
 namespace {
-
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 
 std::string reclaimLine(const ReclaimFigures& figures) {
   StringSink sink;

@@ -2,10 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
+#include "tests/unit/support/counter_limits.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/net_dev_reading.h"
 #include "tests/unit/support/odd_texts.h"
@@ -18,9 +18,6 @@ using net_dev_reading::Interfaces;
 using net_dev_reading::interfacesOf;
 using net_dev_reading::sscanfInterfacesOf;
 using net_dev_reading::Traffic;
-
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 
 // The two lines that stand above the interfaces.
 const std::string kHead = "Inter-|   Receive\n face |bytes    packets\n";
@@ -46,7 +43,7 @@ Interfaces interfacesBelowHead(const std::string& lines) {
   return interfacesOf(kHead + lines);
 }
 
-std::string linesOf(const Interfaces& before, const Interfaces& after) {
+std::string networkLines(const Interfaces& before, const Interfaces& after) {
   StringSink sink;
   formatNetDev(mapOf(before), mapOf(after), sink);
   return sink.text();
@@ -238,26 +235,26 @@ TEST(NetDev, oddTextsReadAsSscanfReadsThem) {
 }
 
 TEST(NetDevLines, ofLoopbackTraffic) {
-  EXPECT_EQ(linesOf({{"    lo", {0, 0, 0, 0}}}, {{"    lo", {1, 10, 2, 20}}}),
+  EXPECT_EQ(networkLines({{"    lo", {0, 0, 0, 0}}}, {{"    lo", {1, 10, 2, 20}}}),
             "    lo: rx_kb=1      rx_packets=10     tx_kb=2      tx_packets=20    \n");
 }
 
 TEST(NetDevLines, areAfterMinusBefore) {
-  EXPECT_EQ(linesOf({{"a", {100, 200, 300, 400}}}, {{"a", {101, 202, 303, 404}}}),
+  EXPECT_EQ(networkLines({{"a", {100, 200, 300, 400}}}, {{"a", {101, 202, 303, 404}}}),
             "a: rx_kb=1      rx_packets=2      tx_kb=3      tx_packets=4     \n");
 }
 
 TEST(NetDevLines, leaveOutAnInterfaceWithUnchangedPackets) {
-  EXPECT_EQ(linesOf({{"a", {1, 2, 3, 4}}}, {{"a", {100, 2, 300, 4}}}), "");
+  EXPECT_EQ(networkLines({{"a", {1, 2, 3, 4}}}, {{"a", {100, 2, 300, 4}}}), "");
 }
 
 TEST(NetDevLines, listAnInterfaceThatOnlyReceived) {
-  EXPECT_EQ(linesOf({{"a", {1, 2, 3, 4}}}, {{"a", {1, 3, 3, 4}}}),
+  EXPECT_EQ(networkLines({{"a", {1, 2, 3, 4}}}, {{"a", {1, 3, 3, 4}}}),
             "a: rx_kb=0      rx_packets=1      tx_kb=0      tx_packets=0     \n");
 }
 
 TEST(NetDevLines, listAnInterfaceThatOnlySent) {
-  EXPECT_EQ(linesOf({{"a", {1, 2, 3, 4}}}, {{"a", {1, 2, 3, 5}}}),
+  EXPECT_EQ(networkLines({{"a", {1, 2, 3, 4}}}, {{"a", {1, 2, 3, 5}}}),
             "a: rx_kb=0      rx_packets=0      tx_kb=0      tx_packets=1     \n");
 }
 
@@ -271,34 +268,34 @@ TEST(NetDevLines, countKilobytesBeforeTheyAreSubtracted) {
 }
 
 TEST(NetDevLines, haveNegativeNumbersWhenThePacketsSumUpToOne) {
-  EXPECT_EQ(linesOf({{"a", {90, 9, 3, 4}}}, {{"a", {10, 4, 3, 10}}}),
+  EXPECT_EQ(networkLines({{"a", {90, 9, 3, 4}}}, {{"a", {10, 4, 3, 10}}}),
             "a: rx_kb=-80    rx_packets=-5     tx_kb=0      tx_packets=6     \n");
 }
 
 TEST(NetDevLines, leaveOutPacketsThatSumUpToZero) {
-  EXPECT_EQ(linesOf({{"a", {0, 9, 0, 4}}}, {{"a", {0, 4, 0, 9}}}), "");
+  EXPECT_EQ(networkLines({{"a", {0, 9, 0, 4}}}, {{"a", {0, 4, 0, 9}}}), "");
 }
 
 TEST(NetDevLines, leaveOutCountersThatWereReset) {
-  EXPECT_EQ(linesOf({{"a", {90, 90, 90, 90}}}, {{"a", {0, 1, 0, 1}}}), "");
+  EXPECT_EQ(networkLines({{"a", {90, 90, 90, 90}}}, {{"a", {0, 1, 0, 1}}}), "");
 }
 
 TEST(NetDevLines, leaveOutAnInterfaceThatIsNew) {
-  EXPECT_EQ(linesOf({}, {{"a", {1, 2, 3, 4}}}), "");
+  EXPECT_EQ(networkLines({}, {{"a", {1, 2, 3, 4}}}), "");
 }
 
 TEST(NetDevLines, leaveOutAnInterfaceThatIsGone) {
-  EXPECT_EQ(linesOf({{"a", {1, 2, 3, 4}}}, {}), "");
+  EXPECT_EQ(networkLines({{"a", {1, 2, 3, 4}}}, {}), "");
 }
 
 TEST(NetDevLines, listAnInterfaceBehindOneThatIsNew) {
-  EXPECT_EQ(linesOf({{"b", {0, 0, 0, 0}}}, {{"a", {1, 2, 3, 4}}, {"b", {1, 2, 3, 4}}}),
+  EXPECT_EQ(networkLines({{"b", {0, 0, 0, 0}}}, {{"a", {1, 2, 3, 4}}, {"b", {1, 2, 3, 4}}}),
             "b: rx_kb=1      rx_packets=2      tx_kb=3      tx_packets=4     \n");
 }
 
 TEST(NetDevLines, listAnInterfaceBehindOneWithoutTraffic) {
-  EXPECT_EQ(linesOf({{"a", {1, 2, 3, 4}}, {"b", {0, 0, 0, 0}}},
-                    {{"a", {1, 2, 3, 4}}, {"b", {1, 2, 3, 4}}}),
+  EXPECT_EQ(networkLines({{"a", {1, 2, 3, 4}}, {"b", {0, 0, 0, 0}}},
+                         {{"a", {1, 2, 3, 4}}, {"b", {1, 2, 3, 4}}}),
             "b: rx_kb=1      rx_packets=2      tx_kb=3      tx_packets=4     \n");
 }
 
@@ -306,24 +303,24 @@ TEST(NetDevLines, areOrderedByTheNameWithItsBlanks) {
   const Interfaces none = {{"    lo", {}}, {" wlan0", {}}, {"dummy0", {}}};
   const Interfaces one = {
       {"    lo", {0, 1, 0, 0}}, {" wlan0", {0, 1, 0, 0}}, {"dummy0", {0, 1, 0, 0}}};
-  EXPECT_EQ(linesOf(none, one),
+  EXPECT_EQ(networkLines(none, one),
             "    lo: rx_kb=0      rx_packets=1      tx_kb=0      tx_packets=0     \n"
             " wlan0: rx_kb=0      rx_packets=1      tx_kb=0      tx_packets=0     \n"
             "dummy0: rx_kb=0      rx_packets=1      tx_kb=0      tx_packets=0     \n");
 }
 
 TEST(NetDevLines, showNumbersWiderThanTheirColumnsWhole) {
-  EXPECT_EQ(linesOf({{"a", {}}}, {{"a", {1234567, 12345678, 123456789, 1234567890}}}),
+  EXPECT_EQ(networkLines({{"a", {}}}, {{"a", {1234567, 12345678, 123456789, 1234567890}}}),
             "a: rx_kb=1234567 rx_packets=12345678 tx_kb=123456789 tx_packets=1234567890\n");
 }
 
 TEST(NetDevLines, wrapAroundTheRange) {
-  EXPECT_EQ(linesOf({{"a", {kMax, kMax, 0, 0}}}, {{"a", {kMin, kMin, 0, 0}}}),
+  EXPECT_EQ(networkLines({{"a", {kMax, kMax, 0, 0}}}, {{"a", {kMin, kMin, 0, 0}}}),
             "a: rx_kb=1      rx_packets=1      tx_kb=0      tx_packets=0     \n");
 }
 
 TEST(NetDevLines, leaveOutPacketsWhoseSumWraps) {
-  EXPECT_EQ(linesOf({{"a", {}}}, {{"a", {0, kMax, 0, 1}}}), "");
+  EXPECT_EQ(networkLines({{"a", {}}}, {{"a", {0, kMax, 0, 1}}}), "");
 }
 
 TEST(NetDevLines, leaveBothMapsAlone) {

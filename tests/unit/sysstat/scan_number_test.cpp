@@ -8,14 +8,13 @@
 #include <limits>
 #include <string>
 
+#include "tests/unit/support/counter_limits.h"
 #include "tests/unit/support/odd_texts.h"
 
 namespace tarnwick {
 namespace {
 
-constexpr int kTexts = 200000;
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+constexpr int kNumberTexts = 200000;
 constexpr uint64_t kMaxUnsigned = std::numeric_limits<uint64_t>::max();
 
 int64_t numberIn(std::string_view text) {
@@ -311,11 +310,11 @@ TEST(Scanner, unusualRealEndsWithTheTextAndNotBehindIt) {
 // tells a conversion that failed from one that gave the value that was there before.
 // Where all came through, the places where they stopped are compared too.
 
-constexpr const char* kAlphabet = "0123456789 +-()\t\n\v\f\rxe.,";
+constexpr const char* kNumberAlphabet = "0123456789 +-()\t\n\v\f\rxe.,";
 
 TEST(Scanner, readsNumbersAsSscanfDoes) {
-  OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 0 1271 6653"}, kAlphabet);
-  for (int i = 0; i < kTexts; ++i) {
+  OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 0 1271 6653"}, kNumberAlphabet);
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     int64_t a = -1, b = -2, c = -3;
     Scanner scan(text);
@@ -327,8 +326,8 @@ TEST(Scanner, readsNumbersAsSscanfDoes) {
 }
 
 TEST(Scanner, readsIntegersAndCharactersAsSscanfDoes) {
-  OddTexts texts({"190 S 159 0", "4294967297\tR -2147483649", "7 x+8"}, kAlphabet);
-  for (int i = 0; i < kTexts; ++i) {
+  OddTexts texts({"190 S 159 0", "4294967297\tR -2147483649", "7 x+8"}, kNumberAlphabet);
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     int32_t a = -1, c = -3;
     char b = '#', d = '#';
@@ -347,8 +346,8 @@ TEST(Scanner, readsIntegersAndCharactersAsSscanfDoes) {
 }
 
 TEST(Scanner, skipsNumbersAsSscanfDoes) {
-  OddTexts texts({"0 0 0 -1 4194304", "20 0 1 0 1789 864256", "1 2 3 4"}, kAlphabet);
-  for (int i = 0; i < kTexts; ++i) {
+  OddTexts texts({"0 0 0 -1 4194304", "20 0 1 0 1789 864256", "1 2 3 4"}, kNumberAlphabet);
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     int64_t number = -1;
     Scanner scan(text);
@@ -362,8 +361,8 @@ TEST(Scanner, skipsNumbersAsSscanfDoes) {
 TEST(Scanner, readsUnsignedNumbersAsSscanfDoes) {
   OddTexts texts({"221 0 365", "18446744073709551615 -1 +7", "  958 -0 18446744073709551616 6653",
                   "-18446744073709551615 -18446744073709551614"},
-                 kAlphabet);
-  for (int i = 0; i < kTexts; ++i) {
+                 kNumberAlphabet);
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     uint64_t a = 1, b = 2, c = 3;
     Scanner scan(text);
@@ -383,7 +382,7 @@ TEST(Scanner, readsUnsignedNumbersAsSscanfDoes) {
 TEST(Scanner, readsShortsAsSscanfDoes) {
   OddTexts texts({"179:2", "65535:65536", "-1:+65537 18446744073709551616:0", "8 : 1"},
                  "0123456789 +-:\t\nx");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     uint16_t a = 1, b = 2, c = 3;
     Scanner scan(text);
@@ -407,7 +406,7 @@ TEST(Scanner, readsHexNumbersAsSscanfDoes) {
   OddTexts texts({"c fffffece3ae04f80 0x44c8f", "0X1F -0xffffffffffffffff +b300002",
                   "ffffffffffffffff 10000000000000000 0x0", "0x 0xx 00x1"},
                  "0123456789abcdefABCDEFxXgG +-\t\n");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     uint64_t a = 1, b = 2, c = 3;
     Scanner scan(text);
@@ -431,7 +430,7 @@ TEST(Scanner, readsRealsAsSscanfDoes) {
                   "1e5 -2.5 .25 5. 0x1.8p3", "inf -nan infinity 1e400 1e-400", "1.5.25 1,5",
                   "0.30000000000000004 00000000000000000000.1 0.000000000000001"},
                  "0123456789012345678901234567890123456789........:: +-\teExpinfaty");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kNumberTexts; ++i) {
     const std::string text = texts.next();
     double a = 1, b = 2, c = 3;
     Scanner scan(text);

@@ -11,7 +11,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr int kTexts = 200000;
+constexpr int kScanTexts = 200000;
 
 TEST(Scanner, characterTakesABlank) {
   char c = 0;
@@ -152,7 +152,7 @@ TEST(Scanner, restAtTheEndIsEmpty) {
 
 TEST(Scanner, readsBracketsAsSscanfDoes) {
   OddTexts texts({"(a b) 7", "((x)\n8", "(12) -9"}, "() \n7x(");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kScanTexts; ++i) {
     const std::string text = texts.next();
     std::string_view name;
     int64_t number = -1;
@@ -174,7 +174,7 @@ TEST(Scanner, readsBracketsAsSscanfDoes) {
 TEST(Scanner, readsWordsAsSscanfDoes) {
   OddTexts texts({"nr_free_pages 106667", " pgfault\t3520 x", "a\xc3\xa9 -1 b"},
                  "0123456789 +-\t\n\v\f\rx_\xa0\xff");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kScanTexts; ++i) {
     const std::string text = texts.next();
     std::string_view first, second;
     int64_t number = -1;
@@ -193,7 +193,7 @@ TEST(Scanner, readsWordsAsSscanfDoes) {
 
 TEST(Scanner, skipsNonDigitsAsSscanfDoes) {
   OddTexts texts({":     504       6    0", " -7+8 9", ":5 6"}, "0123456789 :+-.\t\n\xb2");
-  for (int i = 0; i < kTexts; ++i) {
+  for (int i = 0; i < kScanTexts; ++i) {
     const std::string text = texts.next();
     int64_t a = -1, b = -2;
     Scanner scan(text);

@@ -3,10 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <limits>
 #include <string>
 #include <vector>
 
+#include "tests/unit/support/counter_limits.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
 #include "tests/unit/support/vmstat_reading.h"
@@ -16,9 +16,6 @@ namespace {
 
 using vmstat_reading::countersOf;
 using vmstat_reading::sscanfCountersOf;
-
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 
 TEST(Vmstat, everyLineIsACounter) {
   EXPECT_EQ(countersOf("nr_free_pages 106667\npswpin 22\npgfault 3520\n"),
@@ -234,11 +231,11 @@ std::vector<std::string> realPieces() {
   return real;
 }
 
-constexpr const char* kAlphabet = "0123456789 +-_\t\n\v\f\rxe.,pgnr\n\n";
+constexpr const char* kVmstatAlphabet = "0123456789 +-_\t\n\v\f\rxe.,pgnr\n\n";
 
 TEST(Vmstat, oddTextsReadAsSscanfReadsThem) {
   constexpr int kTexts = 200000;
-  OddTexts texts(realPieces(), kAlphabet);
+  OddTexts texts(realPieces(), kVmstatAlphabet);
   for (int i = 0; i < kTexts; ++i) {
     const std::string text = texts.next();
     ASSERT_EQ(countersOf(text), sscanfCountersOf(text)) << testing::PrintToString(text);
@@ -248,7 +245,7 @@ TEST(Vmstat, oddTextsReadAsSscanfReadsThem) {
 TEST(Vmstat, oddTextsWithNamesInTheirPlacesReadAsSscanfReadsThem) {
   constexpr int kTextsOfAPiece = 2000;
   for (const std::string& piece : realPieces()) {
-    OddTexts texts({piece}, kAlphabet);
+    OddTexts texts({piece}, kVmstatAlphabet);
     for (int i = 0; i < kTextsOfAPiece; ++i) {
       const std::string text = texts.next();
       VmstatMap map;

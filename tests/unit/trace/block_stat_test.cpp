@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
 #include <string>
 #include <vector>
 
 #include "tests/unit/support/block_stat_reading.h"
+#include "tests/unit/support/counter_limits.h"
 #include "tests/unit/support/fixture.h"
 #include "tests/unit/support/odd_texts.h"
 
@@ -14,9 +14,6 @@ namespace tarnwick {
 namespace {
 
 using block_stat_reading::sscanfStatsOf;
-
-constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
 
 BlockStats sumOf(BlockStats sums, const BlockStats& disk) {
   addBlockStats(disk, sums);

@@ -174,7 +174,7 @@ TEST(KpiLine, lineOfNothingButTheTagIsNone) {
   EXPECT_EQ(kpiOf("KPI-R2K-"), kNone);
 }
 
-OddLines oddLines() {
+OddLines oddKpiLines() {
   const std::vector<std::string> blanks = {" ", " ", " ", "", "  ", "\t", "\n"};
   const std::vector<std::string> ids = {"1234", "1250",       "0",           "-1",
                                         "+7",   "4294967303", "-2147483649", "99999999999999999999",
@@ -209,7 +209,7 @@ OddLines oddLines() {
 }
 
 TEST(KpiLine, oddLinesReadAsSscanfReadsThem) {
-  expectSameReadings(oddLines(), kpiOf, sscanfKpiOf);
+  expectSameReadings(oddKpiLines(), kpiOf, sscanfKpiOf);
 }
 
 TEST(KpiLine, packageOfTwoSlashesEndsAtTheFirst) {

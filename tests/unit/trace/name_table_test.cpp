@@ -9,7 +9,7 @@ namespace tarnwick {
 namespace {
 
 // Enough to make every container grow many times.
-constexpr NameTable::Id kMany = 20000;
+constexpr NameTable::Id kManyNames = 20000;
 
 // Short names, which a string keeps in itself, and long ones, which it does not.
 std::string nameNumber(NameTable::Id number) {
@@ -79,20 +79,20 @@ TEST(NameTable, viewThatEndsBeforeItsTextIsItsOwnName) {
 
 TEST(NameTable, namesStayWhileItGrows) {
   NameTable names;
-  for (NameTable::Id i = 1; i <= kMany; ++i) {
+  for (NameTable::Id i = 1; i <= kManyNames; ++i) {
     names.idOf(nameNumber(i));
   }
-  for (NameTable::Id i = 1; i <= kMany; ++i) {
+  for (NameTable::Id i = 1; i <= kManyNames; ++i) {
     ASSERT_EQ(names.name(i), nameNumber(i));
   }
 }
 
 TEST(NameTable, idsStayWhileItGrows) {
   NameTable names;
-  for (NameTable::Id i = 1; i <= kMany; ++i) {
+  for (NameTable::Id i = 1; i <= kManyNames; ++i) {
     names.idOf(nameNumber(i));
   }
-  for (NameTable::Id i = 1; i <= kMany; ++i) {
+  for (NameTable::Id i = 1; i <= kManyNames; ++i) {
     ASSERT_EQ(names.idOf(nameNumber(i)), i);
   }
 }
@@ -100,7 +100,7 @@ TEST(NameTable, idsStayWhileItGrows) {
 TEST(NameTable, namesDoNotMoveWhileItGrows) {
   NameTable names;
   const std::string* const first = &names.name(names.idOf("first"));
-  for (NameTable::Id i = 1; i <= kMany; ++i) {
+  for (NameTable::Id i = 1; i <= kManyNames; ++i) {
     names.idOf(nameNumber(i));
   }
   EXPECT_EQ(&names.name(1), first);

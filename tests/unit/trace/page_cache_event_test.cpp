@@ -294,7 +294,7 @@ TEST(PageCacheKey, holdsTheLargestNumbers) {
             "65535:65535_18446744073709551615");
 }
 
-OddLines oddLines() {
+OddLines oddPageCacheLines() {
   std::vector<std::string> real = readTraceLines("filemap.txt");
   const std::vector<std::string> more =
       readTraceLines("linux-6.12-arm64", "filemap_large_folios.txt");
@@ -345,7 +345,7 @@ OddLines oddLines() {
 }
 
 TEST(PageCacheEvent, oddLinesReadAsSscanfReadsThem) {
-  expectSameReadings(oddLines(), eventOf, sscanfEventOf);
+  expectSameReadings(oddPageCacheLines(), eventOf, sscanfEventOf);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@
 namespace tarnwick {
 namespace {
 
-constexpr uint64_t kMax = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t kMaxPages = std::numeric_limits<uint64_t>::max();
 
 StringSink reportOf(const PageCacheCounts& counts, std::string inodes = "") {
   InodePaths paths;
@@ -93,20 +93,20 @@ TEST(PageCacheReport, filesOfOnePathHaveALineEach) {
 }
 
 TEST(PageCacheReport, largestCountsAreWhole) {
-  EXPECT_EQ(reportOf({{"8:1_9", {kMax, kMax - 1}}}, "8:1_9 /nine\n").text(),
+  EXPECT_EQ(reportOf({{"8:1_9", {kMaxPages, kMaxPages - 1}}}, "8:1_9 /nine\n").text(),
             "add=18446744073709551615 del=18446744073709551614 file=/nine\n"
             "add=0 del=0 file=unknown\n"
             "add=18446744073709551615 del=18446744073709551614 file=total\n");
 }
 
 TEST(PageCacheReport, largestUnknownCountsAreWhole) {
-  EXPECT_EQ(reportOf({{"8:1_9", {kMax - 1, kMax}}}).text(),
+  EXPECT_EQ(reportOf({{"8:1_9", {kMaxPages - 1, kMaxPages}}}).text(),
             "add=18446744073709551614 del=18446744073709551615 file=unknown\n"
             "add=18446744073709551614 del=18446744073709551615 file=total\n");
 }
 
 TEST(PageCacheReport, sumsWrapAround) {
-  EXPECT_EQ(reportOf({{"8:1_8", {kMax, 2}}, {"8:1_9", {3, kMax}}}).text(),
+  EXPECT_EQ(reportOf({{"8:1_8", {kMaxPages, 2}}, {"8:1_9", {3, kMaxPages}}}).text(),
             "add=2 del=1 file=unknown\n"
             "add=2 del=1 file=total\n");
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tests/unit/support/fixture.h"
+#include "tests/unit/support/ring_bytes.h"
 #include "tests/unit/support/ring_capture.h"
 
 namespace tarnwick {
@@ -12,11 +13,6 @@ namespace {
 
 constexpr SchedEventFormat kWait{
     7, SchedEventKind::kWait, {8, 16, false}, {24, 4, false}, {32, 8, false}, 40};
-
-template <typename Value>
-std::string bytesOf(Value value) {
-  return {reinterpret_cast<const char*>(&value), sizeof value};
-}
 
 std::string waitRecord(std::string comm, int32_t tid, uint64_t delay) {
   comm.resize(16);

@@ -7,7 +7,7 @@
 namespace tarnwick {
 namespace {
 
-struct Event {
+struct MergedEvent {
   uint64_t time;
   int id;
 };
@@ -16,16 +16,16 @@ class RingMergeTest : public testing::Test {
  protected:
   std::vector<int> endPass() {
     std::vector<int> ids;
-    merge_.endPass([&ids](const Event& event) { ids.push_back(event.id); });
+    merge_.endPass([&ids](const MergedEvent& event) { ids.push_back(event.id); });
     return ids;
   }
   std::vector<int> finish() {
     std::vector<int> ids;
-    merge_.finish([&ids](const Event& event) { ids.push_back(event.id); });
+    merge_.finish([&ids](const MergedEvent& event) { ids.push_back(event.id); });
     return ids;
   }
 
-  RingMerge<Event> merge_{3};
+  RingMerge<MergedEvent> merge_{3};
 };
 
 using Ids = std::vector<int>;

@@ -6,18 +6,15 @@
 #include <utility>
 #include <vector>
 
+#include "tests/unit/support/ring_bytes.h"
+
 namespace tarnwick {
 namespace {
 
 constexpr RingPageLayout kLayout{8, 16, 4080};
 
 using Words = std::vector<uint32_t>;
-using Event = std::pair<uint64_t, std::string>;
-
-template <typename Value>
-std::string bytesOf(Value value) {
-  return {reinterpret_cast<const char*>(&value), sizeof value};
-}
+using PageEvent = std::pair<uint64_t, std::string>;
 
 uint32_t head(uint32_t type, uint32_t delta) {
   return type | delta << 5U;
@@ -38,8 +35,8 @@ std::string page(uint64_t time, const Words& words, uint64_t flags = 0, const Wo
 
 // The times and first bytes of the records. An event of time 0 with "bad" stands for a page that
 // makes no sense from there on.
-std::vector<Event> eventsOf(const std::string& bytes) {
-  std::vector<Event> events;
+std::vector<PageEvent> eventsOf(const std::string& bytes) {
+  std::vector<PageEvent> events;
   const auto opened = RingPage::open(bytes, kLayout);
   const bool whole = opened && opened->forEach([&](uint64_t time, std::string_view record) {
     events.emplace_back(time, record.substr(0, 4));
@@ -68,38 +65,38 @@ TEST(RingPage, LayoutIsThatOfHeaderPage) {
 
 TEST(RingPage, TimesAddUp) {
   EXPECT_EQ(eventsOf(page(1000, {head(1, 5), kA, head(2, 6), kB, kB})),
-            (std::vector<Event>{{1005, "aaaa"}, {1011, "bbbb"}}));
+            (std::vector<PageEvent>{{1005, "aaaa"}, {1011, "bbbb"}}));
 }
 
 TEST(RingPage, LengthOfLongRecordIsInTheNextWord) {
   EXPECT_EQ(eventsOf(page(1000, {head(0, 5), 12, kA, kA, head(1, 1), kB})),
-            (std::vector<Event>{{1005, "aaaa"}, {1006, "bbbb"}}));
+            (std::vector<PageEvent>{{1005, "aaaa"}, {1006, "bbbb"}}));
 }
 
 TEST(RingPage, TimeExtendIsAddedToTheNextEvent) {
   EXPECT_EQ(eventsOf(page(1000, {head(30, 3), 2, head(1, 5), kA})),
-            (std::vector<Event>{{1008 + (uint64_t{2} << 27U), "aaaa"}}));
+            (std::vector<PageEvent>{{1008 + (uint64_t{2} << 27U), "aaaa"}}));
 }
 
 TEST(RingPage, AbsoluteStampKeepsTheUpperBitsOfThePage) {
   const uint64_t upper = uint64_t{5} << 59U;
   EXPECT_EQ(eventsOf(page(upper | 1000, {head(31, 3), 2, head(1, 5), kA})),
-            (std::vector<Event>{{upper + 8 + (uint64_t{2} << 27U), "aaaa"}}));
+            (std::vector<PageEvent>{{upper + 8 + (uint64_t{2} << 27U), "aaaa"}}));
   EXPECT_EQ(eventsOf(page(1000, {head(31, 3), 2, head(1, 5), kA})),
-            (std::vector<Event>{{8 + (uint64_t{2} << 27U), "aaaa"}}));
+            (std::vector<PageEvent>{{8 + (uint64_t{2} << 27U), "aaaa"}}));
   // The lower 59 bits have wrapped.
   EXPECT_EQ(eventsOf(page(upper | ((uint64_t{1} << 59U) - 1), {head(31, 3), 0, head(1, 5), kA})),
-            (std::vector<Event>{{upper + (uint64_t{1} << 59U) + 8, "aaaa"}}));
+            (std::vector<PageEvent>{{upper + (uint64_t{1} << 59U) + 8, "aaaa"}}));
 }
 
 TEST(RingPage, PaddingIsSkippedWithItsTime) {
   EXPECT_EQ(eventsOf(page(1000, {head(29, 9), 8, kA, head(1, 2), kB})),
-            (std::vector<Event>{{1002, "bbbb"}}));
+            (std::vector<PageEvent>{{1002, "bbbb"}}));
 }
 
 TEST(RingPage, EmptyPaddingEndsThePage) {
   EXPECT_EQ(eventsOf(page(1000, {head(1, 1), kA, head(29, 0), 0, 77})),
-            (std::vector<Event>{{1001, "aaaa"}}));
+            (std::vector<PageEvent>{{1001, "aaaa"}}));
 }
 
 TEST(RingPage, MissedEventsAreThoseBeforeThePage) {
@@ -108,7 +105,7 @@ TEST(RingPage, MissedEventsAreThoseBeforeThePage) {
   const std::string counted = page(1000, {head(1, 1), kA}, kMissed | kStored, {77, 0});
   EXPECT_TRUE(RingPage::open(counted, kLayout)->missedEvents());
   EXPECT_EQ(RingPage::open(counted, kLayout)->missedCount(), 77U);
-  EXPECT_EQ(eventsOf(counted), (std::vector<Event>{{1001, "aaaa"}}));
+  EXPECT_EQ(eventsOf(counted), (std::vector<PageEvent>{{1001, "aaaa"}}));
   const std::string unknown = page(1000, {head(1, 1), kA}, kMissed, {77, 0});
   EXPECT_TRUE(RingPage::open(unknown, kLayout)->missedEvents());
   EXPECT_EQ(RingPage::open(unknown, kLayout)->missedCount(), 0U);
@@ -127,8 +124,8 @@ TEST(RingPage, CommitWordOf32Bits) {
 }
 
 TEST(RingPage, LengthThatMakesNoSenseEndsThePage) {
-  const Event bad{0, "bad"};
-  const Event good{1001, "aaaa"};
+  const PageEvent bad{0, "bad"};
+  const PageEvent good{1001, "aaaa"};
   for (const Words& words : std::vector<Words>{
            {head(1, 1), kA, head(2, 1), kB},      // longer than the data
            {head(1, 1), kA, head(0, 1), 0, kB},   // shorter than its own length
@@ -137,7 +134,7 @@ TEST(RingPage, LengthThatMakesNoSenseEndsThePage) {
            {head(1, 1), kA, head(29, 1), 0xFFFFFFF0, kB},
            {head(1, 1), kA, head(30, 1)},
        }) {
-    EXPECT_EQ(eventsOf(page(1000, words)), (std::vector<Event>{good, bad}));
+    EXPECT_EQ(eventsOf(page(1000, words)), (std::vector<PageEvent>{good, bad}));
   }
 }
 

@@ -415,7 +415,7 @@ TEST(SchedEvent, nameLiesInTheLine) {
   EXPECT_EQ(parseSchedEvent(line).value().comm.data(), line.data() + line.find("app"));
 }
 
-OddLines oddLines() {
+OddLines oddSchedLines() {
   std::vector<std::string> real = readTraceLines("sched.txt");
   for (const char* file : {"sched_with_tgid.txt", "lost_events.txt"}) {
     const std::vector<std::string> more = readTraceLines(file);
@@ -467,7 +467,7 @@ OddLines oddLines() {
 }
 
 TEST(SchedEvent, oddLinesReadAsSscanfReadsThem) {
-  expectSameReadings(oddLines(), eventOf, sscanfEventOf);
+  expectSameReadings(oddSchedLines(), eventOf, sscanfEventOf);
 }
 
 }  // namespace

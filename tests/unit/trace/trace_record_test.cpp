@@ -9,7 +9,7 @@ namespace tarnwick {
 namespace {
 
 // More than a list keeps together, several times over, and no multiple of it.
-constexpr int32_t kMany = 50001;
+constexpr int32_t kManyRecords = 50001;
 
 // A record of no event that could be mistaken for another number's.
 TraceRecord recordNumber(int32_t number) {
@@ -79,26 +79,26 @@ TEST(TraceRecordList, isNotEmptyWithARecord) {
 
 TEST(TraceRecordList, sizeCountsRecords) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
-  EXPECT_EQ(list.size(), static_cast<size_t>(kMany));
+  appendRecords(list, 0, kManyRecords);
+  EXPECT_EQ(list.size(), static_cast<size_t>(kManyRecords));
 }
 
 TEST(TraceRecordList, visitsRecordsInTheOrderOfAppending) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   int32_t next = 0;
   list.forEach([&next](const TraceRecord& record) { ASSERT_EQ(record.cpu, 2 + next++); });
 }
 
 TEST(TraceRecordList, visitsEveryRecord) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
-  EXPECT_EQ(cpusOf(list).size(), static_cast<size_t>(kMany));
+  appendRecords(list, 0, kManyRecords);
+  EXPECT_EQ(cpusOf(list).size(), static_cast<size_t>(kManyRecords));
 }
 
 TEST(TraceRecordList, recordsComeBackWhole) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   int32_t next = 0;
   list.forEach(
       [&next](const TraceRecord& record) { ASSERT_TRUE(same(record, recordNumber(next++))); });
@@ -115,8 +115,8 @@ TEST(TraceRecordList, keepsACopy) {
 TEST(TraceRecordList, recordsDoNotMoveWhileItGrows) {
   TraceRecordList list;
   std::vector<const TraceRecord*> appended;
-  for (int32_t i = 0; i < kMany; i += 1000) {
-    appendRecords(list, i, std::min(i + 1000, kMany));
+  for (int32_t i = 0; i < kManyRecords; i += 1000) {
+    appendRecords(list, i, std::min(i + 1000, kManyRecords));
     const std::vector<const TraceRecord*> now = addressesOf(list);
     ASSERT_TRUE(std::equal(appended.begin(), appended.end(), now.begin()));
     appended = now;
@@ -125,21 +125,21 @@ TEST(TraceRecordList, recordsDoNotMoveWhileItGrows) {
 
 TEST(TraceRecordList, clearEmptiesIt) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   list.clear();
   EXPECT_TRUE(list.empty());
 }
 
 TEST(TraceRecordList, visitsNothingAfterClear) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   list.clear();
   EXPECT_EQ(cpusOf(list), std::vector<int32_t>{});
 }
 
 TEST(TraceRecordList, startsAnewAfterClear) {
   TraceRecordList list;
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   list.clear();
   appendRecords(list, 7, 9);
   EXPECT_EQ(cpusOf(list), (std::vector<int32_t>{9, 10}));
@@ -149,7 +149,7 @@ TEST(TraceRecordList, growsAnewAfterClear) {
   TraceRecordList list;
   appendRecords(list, 0, 3);
   list.clear();
-  appendRecords(list, 0, kMany);
+  appendRecords(list, 0, kManyRecords);
   int32_t next = 0;
   list.forEach([&next](const TraceRecord& record) { ASSERT_EQ(record.cpu, 2 + next++); });
 }
