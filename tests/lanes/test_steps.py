@@ -1,5 +1,7 @@
 """The table of steps."""
 
+import os
+import re
 import subprocess
 import unittest
 
@@ -29,6 +31,32 @@ class Table(unittest.TestCase):
         with open(f"{steps.ROOT}/test.sh") as script:
             usage = next(line for line in script if "parts of `all`" in line)
         self.assertEqual(set(usage.split("`all`: ")[1].split()), {one.label for one in LANES["all"]})
+
+    def test_the_release_runs_all_its_tests(self):
+        # The sanitizers leave some to it.
+        [release] = (one for one in LANES["all"] if one.name == "test release")
+        [command] = release.commands
+        self.assertEqual([word for word in command if word.endswith(("-exclude", "-regex"))], [])
+
+    def test_sanitizers_leave_out_two_labels_alone(self):
+        for name in "test asan", "test tsan":
+            [one] = (one for one in LANES["all"] if one.name == name)
+            [command] = one.commands
+            self.assertEqual([word for word in command if word.endswith("-regex")], [], name)
+            self.assertEqual(command.count("--label-exclude"), 1, name)
+            self.assertEqual(command[command.index("--label-exclude") + 1], "^(slow|tree)$", name)
+
+    def test_threads_are_only_where_the_thread_sanitizer_looks(self):
+        # Its build has the unit tests of collector/ alone, and no fuzz target (TARNWICK_ONLY_THREADS).
+        found = set()
+        for folder in "unit", "fuzz":
+            for path, _, files in os.walk(os.path.join(steps.ROOT, "tests", folder)):
+                for name in files:
+                    if name.endswith((".cpp", ".h")):
+                        with open(os.path.join(path, name)) as source:
+                            if re.search(r"std::(j?thread|async)\b|pthread_create", source.read()):
+                                found.add(os.path.relpath(path, steps.ROOT))
+        self.assertEqual(found, {"tests/unit/collector"})
 
     def test_coverage_deletes_counts_before_it_builds(self):
         configure, forget, compile_ = LANES["coverage"][0].commands
