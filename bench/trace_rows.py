@@ -446,17 +446,19 @@ def events_of_load(tracer, reader, rate, seconds):
     lost."""
     with reader() as pid:
         tracer.restart()
-        lost = tracer.events()[1]
-        cpu = 0 if pid is None else cpu_seconds(pid)
-        start = time.monotonic()
         with load_of(rate, 1000):
+            # Until the load's threads are no longer new.
+            time.sleep(0.2)
+            before = tracer.events()
+            cpu = 0 if pid is None else cpu_seconds(pid)
+            start = time.monotonic()
             time.sleep(seconds)
         taken = time.monotonic() - start
         cpu = 0 if pid is None else cpu_seconds(pid) - cpu
         # Not traced meanwhile: whoever reads the counts.
         tracer.write("tracing_on", "0")
-        read, now_lost, waiting = tracer.events()
-        return (read + now_lost + waiting) / taken, cpu / taken, now_lost - lost
+        after = tracer.events()
+        return (sum(after) - sum(before)) / taken, cpu / taken, after[1] - before[1]
 
 
 def yield_rate(tracer, events):
