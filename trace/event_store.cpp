@@ -38,16 +38,6 @@ TraceRecord recordOf(const SchedEvent& event, NameTable::Id name) {
 
 }  // namespace
 
-void EventStore::lookUpNewThreads(TidRange tids) {
-  looksUpNewThreads_ = true;
-  for (int32_t tid = tids.first; tid <= tids.last; ++tid) {
-    if (!gTidToTgid.contains(tid)) {
-      pace_.metNewThread();
-      tgidOf(tid);
-    }
-  }
-}
-
 NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
   const int32_t tid = event.tid;
   Thread& thread = threadOf(tid);
@@ -77,14 +67,16 @@ NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
   return name;
 }
 
-NameTable::Id* EventStore::lookUp(const SchedEvent& event) const {
-  const int32_t tgid = tgidOf(event.tid);
+NameTable::Id* EventStore::lookUp(const SchedEvent& event) {
+  int32_t tgid = tgidOf(event.tid);
+  if (tgid < 0 && forks_ != nullptr && (tgid = forks_->tgidOf(event.tid)) > 0) {
+    gTidToTgid[event.tid] = tgid;
+  }
   if (tgid < 1) {
     return nullptr;
   }
-  // The name of a process is that of its first thread.
-  const bool named = hasTgidName(tgid) || (looksUpNewThreads_ && event.tid == tgid &&
-                                           nameEndedProcess(tgid, event.comm));
+  const bool named = hasTgidName(tgid) ||
+                     (forks_ != nullptr && event.tid == tgid && nameEndedProcess(tgid, event.comm));
   return named ? &gTidNames[event.tid] : nullptr;
 }
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "trace/drain_pace.h"
+#include "trace/fork_log.h"
 #include "trace/name_table.h"
-#include "trace/new_tids.h"
 #include "trace/page_cache_event.h"
 #include "trace/page_cache_report.h"
 #include "trace/ring_event.h"
@@ -27,9 +27,9 @@ class EventStore {
   // looked up is asked for again in the next one.
   explicit EventStore(DrainPace& pace) : pace_(pace) {}
 
-  // Looks up threads before their first event. From then on, an event of a process that has ended
-  // by now names it, which the file that has its name can no longer do.
-  void lookUpNewThreads(TidRange tids);
+  // For threads that have ended before they could be looked up. The name of a process that has
+  // ended, too, is then that in the events of its first thread.
+  void useForks(ForkLog& forks) { forks_ = &forks; }
 
   // A scheduler event whose thread has been looked up, to be stored in its turn.
   struct HeldEvent {
@@ -81,16 +81,15 @@ class EventStore {
   // Where gTidNames has the name of a thread that threads_ does not have; null when its events
   // leave no record.
   NameTable::Id* nameOfThread(const SchedEvent& event);
-  NameTable::Id* lookUp(const SchedEvent& event) const;
+  NameTable::Id* lookUp(const SchedEvent& event);
 
   DrainPace& pace_;
+  ForkLog* forks_ = nullptr;
   std::array<Thread, 1024> threads_{};  // by the low bits of their ids
 
   // Threads that could not be looked up in this drain.
   std::unordered_set<int32_t> unresolved_;
   uint32_t unresolvedDrain_ = 0;
-
-  bool looksUpNewThreads_ = false;
 
   std::vector<HeldEvent> block_;  // of the events of the text, what is to be stored
 

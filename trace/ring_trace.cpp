@@ -94,6 +94,7 @@ RingTrace::RingTrace(std::unique_ptr<RingReader> reader, const RingPageLayout& l
 
 bool RingTrace::run(EventStore& store, DrainRequest& request, DrainPace& pace) {
   store_ = &store;
+  store.useForks(forks_);
   const bool stopped = reader_->run(*this, request, pace);
   endDrain();
   return stopped;

@@ -12,7 +12,7 @@
 #include "trace/drain_request.h"
 #include "trace/event_format.h"
 #include "trace/event_store.h"
-#include "trace/new_threads.h"
+#include "trace/fork_log.h"
 #include "trace/ring_event.h"
 #include "trace/ring_merge.h"
 #include "trace/ring_page.h"
@@ -36,7 +36,7 @@ class RingTrace : public RingReader::Sink {
  private:
   RingTrace(std::unique_ptr<RingReader> reader, const RingPageLayout& layout);
 
-  void startDrain() override { store_->lookUpNewThreads(newThreads_.look()); }
+  void startDrain() override { forks_.update(); }
   bool takePage(size_t cpu, std::string_view bytes) override;
   void leaveUnread(size_t cpu) override { merge_.leaveUnread(cpu); }
   void endPass() override;
@@ -57,7 +57,7 @@ class RingTrace : public RingReader::Sink {
   RingMerge<EventStore::HeldEvent> merge_;
   std::vector<bool> seen_;  // by CPU: a page of it has been taken
   EventStore* store_ = nullptr;
-  NewThreads newThreads_;
+  ForkLog forks_;
   SchedEventText text_{};
 };
 

@@ -3,11 +3,9 @@
 import os
 import re
 import shutil
-import time
 import unittest
 
 from trace_device import TraceTest, sched
-from deadline import wait_for
 from tracing import TRACING, link_ring
 
 CAPTURES = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "fixtures", "ring")
@@ -51,46 +49,6 @@ class TraceRing(TraceTest):
                 os.write(self.pipe, line.encode(errors="surrogateescape"))
             program.type("\n")
             return program.finish()
-
-    def test_thread_is_looked_up_before_its_first_event(self):
-        self.lay_ring()
-        pages = {}
-        for cpu in (0, 1):
-            path = self.device.path(f"{TRACING}/per_cpu/cpu{cpu}/trace_pipe_raw")
-            with open(path, "r+b") as file:
-                pages[path] = file.read()
-                file.truncate(0)
-        tid = int(re.search(r" pid=(\d+) runtime=", self.text())[1])
-        shutil.rmtree(self.device.path(f"/proc/{tid}"))
-        os.mkdir(self.device.path(f"/proc/{tid}"))
-        status = self.device.path(f"/proc/{tid}/status")
-        os.mkfifo(status)
-        self.device.write("/proc/loadavg", "")
-
-        def answers():
-            """It asks who a thread is that was made between two looks."""
-            for last in (tid - 1, tid):
-                with open(self.device.path("/proc/loadavg"), "r+", encoding="utf-8") as loadavg:
-                    loadavg.write(f"0.00 0.00 0.00 1/80 {last:9}\n")
-                time.sleep(0.05)
-            try:
-                asked = os.open(status, os.O_WRONLY | os.O_NONBLOCK)
-            except OSError:
-                return False
-            os.write(asked, f"Name:\tsh\nTgid:\t{tid}\n".encode())
-            os.close(asked)
-            return True
-
-        with self.start("--enter", "--systrace") as program:
-            program.wait_until_waiting()
-            wait_for(answers, "the thread is looked up")
-            shutil.rmtree(self.device.path(f"/proc/{tid}"))
-            for path, data in pages.items():
-                with open(path, "ab") as file:
-                    file.write(data)
-            program.type("\n")
-            program.finish()
-        self.assertRegex(self.records(), rf" tgid={tid} .* tid={tid} ")
 
     def assert_by_text(self):
         """A line in trace_pipe makes a record."""

@@ -70,30 +70,45 @@ class EventOfEndedProcess : public testing::Test {
 
   DrainPace pace_;
   EventStore store_{pace_};
+  ForkLog forks_;
 };
+
+TEST_F(EventOfEndedProcess, NamesItByItsForkRecord) {
+  const Child child;
+  child.end();
+  if (forks_.tgidOf(child.pid()) < 0) {
+    GTEST_SKIP() << "no perf events of all tasks here";
+  }
+  store_.useForks(forks_);
+  EXPECT_TRUE(makesRecord(child.pid()));
+  EXPECT_EQ(gTidToTgid[child.pid()], child.pid());
+  EXPECT_EQ(gTgidNames[child.pid()], "shortlived");
+}
 
 TEST_F(EventOfEndedProcess, NamesItWhenItsThreadWasLookedUp) {
   const Child child;
-  store_.lookUpNewThreads({child.pid(), child.pid()});
+  gTidToTgid[child.pid()] = child.pid();
   child.end();
+  store_.useForks(forks_);
   EXPECT_TRUE(makesRecord(child.pid()));
   EXPECT_EQ(gTgidNames[child.pid()], "shortlived");
 }
 
-TEST_F(EventOfEndedProcess, IsLostWhenItsThreadWasNotLookedUp) {
+TEST_F(EventOfEndedProcess, IsLostWithoutItsForkRecord) {
   const Child child;
-  store_.lookUpNewThreads({1, 0});
   child.end();
+  ForkLog later;
+  store_.useForks(later);
   EXPECT_FALSE(makesRecord(child.pid()));
   EXPECT_EQ(gTraceLosses.unresolved, 1U);
 }
 
 TEST_F(EventOfEndedProcess, DoesNotNameItWhenItIsOfAnotherThread) {
   const Child child;
-  store_.lookUpNewThreads({child.pid(), child.pid()});
-  child.end();
   constexpr int32_t kOtherThread = 0x40000000;
   gTidToTgid[kOtherThread] = child.pid();
+  child.end();
+  store_.useForks(forks_);
   EXPECT_FALSE(makesRecord(kOtherThread));
 }
 
@@ -102,18 +117,6 @@ TEST_F(EventOfEndedProcess, DoesNotNameItInATraceReadAsText) {
   gTidToTgid[child.pid()] = child.pid();
   child.end();
   EXPECT_FALSE(makesRecord(child.pid()));
-}
-
-TEST_F(EventOfEndedProcess, NewThreadMakesTheRestShort) {
-  const Child child;
-  for (uint32_t drain = 0; drain < 10 * DrainPace::kShortDrains; ++drain) {
-    pace_.startDrain();
-    pace_.rest();
-  }
-  pace_.startDrain();
-  store_.lookUpNewThreads({child.pid(), child.pid()});
-  EXPECT_EQ(pace_.rest(), DrainPace::kShortRest);
-  child.end();
 }
 
 // Events of this process as the ring has them, with names in 16 bytes.
