@@ -15,9 +15,17 @@ class DrainPace {
   using Rest = std::chrono::microseconds;
 
   // Long rests stay within the kernel's buffer of 8 MB a CPU.
-  static constexpr Rest kShortRest{250};
   static constexpr Rest kLongRest{15000};
-  static constexpr uint32_t kShortDrains = 8;
+
+  // The short rest: where fork records name what has ended, a thread need not be met at once.
+  static constexpr Rest kShortRest{100};
+  static constexpr Rest kShortRestWithForks{1000};
+
+  // How long after a new thread the rests are short.
+  static constexpr Rest kShortTime{2000};
+
+  // kShortRest at first.
+  void setShortRest(Rest rest) { shortRest_ = rest; }
 
   // A drain begins.
   void startDrain() { ++drain_; }
@@ -28,16 +36,18 @@ class DrainPace {
   // It met a thread that was not known.
   void metNewThread() { lastNew_ = drain_; }
 
-  // After the drain: kShortRest for the first kShortDrains after a new thread, then twice the rest
-  // before, up to kLongRest.
+  // After the drain: the short rest for kShortTime after a new thread, then twice the rest before,
+  // up to kLongRest.
   Rest rest() {
-    rest_ = drain_ - lastNew_ < kShortDrains ? kShortRest : std::min(rest_ * 2, kLongRest);
+    const bool isShort = drain_ - lastNew_ < kShortTime / shortRest_;
+    rest_ = isShort ? shortRest_ : std::min(rest_ * 2, kLongRest);
     return rest_;
   }
 
  private:
   uint32_t drain_ = 0;
   uint32_t lastNew_ = 0;
+  Rest shortRest_ = kShortRest;
   Rest rest_ = kShortRest;
 };
 

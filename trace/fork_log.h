@@ -19,6 +19,9 @@ class ForkLog {
   ForkLog(const ForkLog&) = delete;
   ForkLog& operator=(const ForkLog&) = delete;
 
+  // Whether it has the records of any CPU.
+  bool works() const { return !buffers_.empty(); }
+
   // Takes the records of all CPUs. Call it often: a CPU has room for several hundred.
   void update();
 

@@ -95,6 +95,9 @@ RingTrace::RingTrace(std::unique_ptr<RingReader> reader, const RingPageLayout& l
 bool RingTrace::run(EventStore& store, DrainRequest& request, DrainPace& pace) {
   store_ = &store;
   store.useForks(forks_);
+  if (forks_.works()) {
+    pace.setShortRest(DrainPace::kShortRestWithForks);
+  }
   const bool stopped = reader_->run(*this, request, pace);
   endDrain();
   return stopped;

@@ -14,18 +14,19 @@ namespace {
 
 TEST(EventStore, ThreadThatCannotBeLookedUpLetsTheReaderRest) {
   // Beyond the kernel's PID_MAX_LIMIT.
+  constexpr uint32_t kDrains = 100;
   constexpr SchedEvent kEvent = {SchedEventKind::kRuntime, 1.0, 5, 0, 0x40000000, "away"};
   DrainPace pace;
   EventStore store(pace);
   DrainPace::Rest rest{};
-  for (uint32_t drain = 0; drain < 10 * DrainPace::kShortDrains; ++drain) {
+  for (uint32_t drain = 0; drain < kDrains; ++drain) {
     pace.startDrain();
     store.take(kEvent);
     store.endBlock();
     rest = pace.rest();
   }
   EXPECT_EQ(rest, DrainPace::kLongRest);
-  EXPECT_EQ(gTraceLosses.unresolved, 10 * DrainPace::kShortDrains);
+  EXPECT_EQ(gTraceLosses.unresolved, kDrains);
   gTraceLosses = {};
 }
 

@@ -6,23 +6,28 @@ namespace tarnwick {
 namespace {
 
 TEST(DrainPace, RestIsShortAfterNewThread) {
-  DrainPace pace;
-  for (uint32_t i = 0; i < 100; ++i) {
+  for (const DrainPace::Rest shortRest : {DrainPace::kShortRest, DrainPace::kShortRestWithForks}) {
+    DrainPace pace;
+    pace.setShortRest(shortRest);
+    for (uint32_t i = 0; i < 100; ++i) {
+      pace.startDrain();
+      pace.rest();
+    }
+    EXPECT_EQ(pace.rest(), DrainPace::kLongRest);
     pace.startDrain();
-    pace.rest();
+    pace.metNewThread();
+    for (DrainPace::Rest time{0}; time < DrainPace::kShortTime; time += shortRest) {
+      EXPECT_EQ(pace.rest(), shortRest);
+      pace.startDrain();
+    }
+    EXPECT_EQ(pace.rest(), 2 * shortRest);
   }
-  EXPECT_EQ(pace.rest(), DrainPace::kLongRest);
-  pace.startDrain();
-  pace.metNewThread();
-  for (uint32_t i = 0; i < DrainPace::kShortDrains; ++i) {
-    EXPECT_EQ(pace.rest(), DrainPace::kShortRest);
-    pace.startDrain();
-  }
-  EXPECT_EQ(pace.rest(), 2 * DrainPace::kShortRest);
 }
 
 TEST(DrainPace, ShortRestIsAtMostOneMillisecond) {
-  EXPECT_LE(DrainPace::kShortRest, std::chrono::milliseconds(1));
+  EXPECT_EQ(DrainPace().rest(), DrainPace::kShortRest);
+  EXPECT_LT(DrainPace::kShortRest, DrainPace::kShortRestWithForks);
+  EXPECT_LE(DrainPace::kShortRestWithForks, std::chrono::milliseconds(1));
   EXPECT_EQ(DrainPace::kLongRest, std::chrono::milliseconds(15));
 }
 
