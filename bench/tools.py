@@ -248,7 +248,7 @@ def cpu_seconds(pid):
 
 
 def cpu_seconds_of_children(pid):
-    """The same of its children that have ended, in ticks."""
+    """The same of its children that have ended, to a tick."""
     with open(f"/proc/{pid}/stat") as stat:
         fields = stat.read().rpartition(")")[2].split()
     return (int(fields[13]) + int(fields[14])) / os.sysconf("SC_CLK_TCK")

@@ -380,8 +380,8 @@ class Tracer:
                 finally:
                     if records is not None:
                         self.write("tracing_on", "0")
-                    process.stdin.write(b"\n")
-                    process.stdin.close()
+                    with contextlib.suppress(BrokenPipeError), process.stdin:
+                        process.stdin.write(b"\n")
                     _, status, usage = os.wait4(process.pid, 0)
                     process.returncode = os.waitstatus_to_exitcode(status)
             if cpu is not None:

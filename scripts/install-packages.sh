@@ -55,7 +55,7 @@ check_packages=(
   clang-tidy
   git                 # which files differ from the main branch
   libbenchmark-dev    # the benches are built, too
-  libtraceevent-dev   # they measure beside it
+  libtraceevent-dev   # the benches compare with it
   libgtest-dev
   mandoc
   mount

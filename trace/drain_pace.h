@@ -6,8 +6,8 @@
 
 namespace tarnwick {
 
-// How long a reader rests after each drain. A thread is looked up while it lives, so it rests
-// shortly while threads come that were not seen before. Otherwise it rests longer from drain to
+// How long a reader rests after each drain. A thread is looked up while it lives, so the rests are
+// short while threads come that were not seen before. Otherwise it rests longer from drain to
 // drain: a reader that the kernel wakes for every event is traced for every event, and slows down
 // what it measures. Pure.
 class DrainPace {
@@ -17,12 +17,12 @@ class DrainPace {
   // Long rests stay within the kernel's buffer of 8 MB a CPU.
   static constexpr Rest kLongRest{15000};
 
-  // The short rest: where fork records name what has ended, a thread need not be met at once.
+  // The short rest. It is longer with fork records, which name a thread that has ended.
   static constexpr Rest kShortRest{100};
   static constexpr Rest kShortRestWithForks{1000};
 
-  // How long after a new thread the rests are short.
-  static constexpr Rest kShortTime{2000};
+  // How long the rests are short after a new thread.
+  static constexpr Rest kShortRestsAfterNewThread{2000};
 
   // kShortRest at first.
   void setShortRest(Rest rest) { shortRest_ = rest; }
@@ -39,7 +39,7 @@ class DrainPace {
   // After the drain: the short rest for kShortTime after a new thread, then twice the rest before,
   // up to kLongRest.
   Rest rest() {
-    const bool isShort = drain_ - lastNew_ < kShortTime / shortRest_;
+    const bool isShort = drain_ - lastNew_ < kShortRestsAfterNewThread / shortRest_;
     rest_ = isShort ? shortRest_ : std::min(rest_ * 2, kLongRest);
     return rest_;
   }

@@ -1,6 +1,7 @@
 #include "trace/event_store.h"
 
 #include "collector/messages.h"
+#include "trace/lock.h"
 #include "trace/memory_reserve.h"
 #include "trace/task_names.h"
 
@@ -38,8 +39,7 @@ TraceRecord recordOf(const SchedEvent& event, NameTable::Id name) {
 
 }  // namespace
 
-NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
-  const int32_t tid = event.tid;
+NameTable::Id* EventStore::nameOfThread(int32_t tid) {
   Thread& thread = threadOf(tid);
   if (thread.tid == tid && thread.failedDrain == pace_.drain()) {
     return nullptr;
@@ -56,28 +56,45 @@ NameTable::Id* EventStore::nameOfThread(const SchedEvent& event) {
   if (!failedBefore && !gTidNames.contains(tid)) {
     pace_.metNewThread();
   }
-  NameTable::Id* const name = lookUp(event);
+  NameTable::Id* const name = lookUp(tid);
   if (name == nullptr) {
     unresolved_.insert(tid);
     thread = {tid, pace_.drain(), nullptr, {}, 0, {}, 0};
-  } else if (gTgidNames.contains(gTidToTgid[tid])) {
+  } else if (const int32_t tgid = gTidToTgid[tid];
+             gTgidNames.contains(tgid) || endedProcesses_.contains(tgid)) {
     // A process that is about to be named is looked at again.
     thread = {tid, 0, name, {}, 0, {}, 0};
   }
   return name;
 }
 
-NameTable::Id* EventStore::lookUp(const SchedEvent& event) {
-  int32_t tgid = tgidOf(event.tid);
-  if (tgid < 0 && forks_ != nullptr && (tgid = forks_->tgidOf(event.tid)) > 0) {
-    gTidToTgid[event.tid] = tgid;
+// The thread may have ended, and its process, too.
+NameTable::Id* EventStore::lookUp(int32_t tid) {
+  int32_t tgid = tgidOf(tid);
+  if (tgid < 0 && forks_ != nullptr) {
+    tgid = forks_->tgidOf(tid);
+    if (tgid > 0) {
+      gTidToTgid[tid] = tgid;
+    }
   }
   if (tgid < 1) {
     return nullptr;
   }
-  const bool named = hasTgidName(tgid) ||
-                     (forks_ != nullptr && event.tid == tgid && nameEndedProcess(tgid, event.comm));
-  return named ? &gTidNames[event.tid] : nullptr;
+  if (!hasTgidName(tgid) && !endedProcesses_.contains(tgid)) {
+    // An empty name is kept, and means that there is to be no record.
+    if (forks_ == nullptr || tid != tgid || gTgidNames.contains(tgid)) {
+      return nullptr;
+    }
+    endedProcesses_.insert(tgid);
+  }
+  return &gTidNames[tid];
+}
+
+void EventStore::nameEndedProcesses() {
+  const Lock lock(gTgidNamesMutex);
+  for (const int32_t tgid : endedProcesses_) {
+    gTgidNames.try_emplace(tgid, gTraceNames.name(gTidNames[tgid]));
+  }
 }
 
 NameTable::Id EventStore::nameId(const SchedEvent& event) {
@@ -100,7 +117,7 @@ bool EventStore::hold(const SchedEvent& event, uint64_t time, HeldEvent& held) {
   }
   const Thread& thread = threadOf(event.tid);
   NameTable::Id* const threadName =
-      thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event);
+      thread.tid == event.tid && thread.name != nullptr ? thread.name : nameOfThread(event.tid);
   if (threadName == nullptr) {
     gTraceLosses.unresolved += recordDuration(event.value) > 0 ? 1U : 0U;
     return false;

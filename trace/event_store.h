@@ -27,9 +27,12 @@ class EventStore {
   // looked up is asked for again in the next one.
   explicit EventStore(DrainPace& pace) : pace_(pace) {}
 
-  // For threads that have ended before they could be looked up. The name of a process that has
-  // ended, too, is then that in the events of its first thread.
+  // From here on `forks` says which process a thread belonged to that ended before it could be
+  // looked up. Call nameEndedProcesses after the last event.
   void useForks(ForkLog& forks) { forks_ = &forks; }
+
+  // Names the processes that ended before they could be looked up, each after its first thread.
+  void nameEndedProcesses();
 
   // A scheduler event whose thread has been looked up, to be stored in its turn.
   struct HeldEvent {
@@ -80,12 +83,13 @@ class EventStore {
 
   // Where gTidNames has the name of a thread that threads_ does not have; null when its events
   // leave no record.
-  NameTable::Id* nameOfThread(const SchedEvent& event);
-  NameTable::Id* lookUp(const SchedEvent& event);
+  NameTable::Id* nameOfThread(int32_t tid);
+  NameTable::Id* lookUp(int32_t tid);
 
   DrainPace& pace_;
   ForkLog* forks_ = nullptr;
-  std::array<Thread, 1024> threads_{};  // by the low bits of their ids
+  std::unordered_set<int32_t> endedProcesses_;  // to be named at the end
+  std::array<Thread, 1024> threads_{};          // by the low bits of their ids
 
   // Threads that could not be looked up in this drain.
   std::unordered_set<int32_t> unresolved_;

@@ -49,7 +49,7 @@ ForkLog::Buffer ForkLog::open(int cpu) {
   return {fd, static_cast<char*>(pages)};
 }
 
-ForkLog::ForkLog() {
+ForkLog::ForkLog() : works_(false) {
   const auto cpus = static_cast<int>(sysconf(_SC_NPROCESSORS_CONF));
   for (int cpu = 0; cpu < cpus; ++cpu) {
     const Buffer buffer = open(cpu);
@@ -57,6 +57,7 @@ ForkLog::ForkLog() {
       buffers_.push_back(buffer);
     }
   }
+  works_ = !buffers_.empty() && static_cast<long>(buffers_.size()) >= sysconf(_SC_NPROCESSORS_ONLN);
 }
 
 ForkLog::~ForkLog() {

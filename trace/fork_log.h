@@ -7,25 +7,27 @@
 
 namespace tarnwick {
 
-// The threads that the kernel has made since this object was. A thread that lives for a millisecond
-// or less often has its first event in the trace when it ends, too late to look it up in /proc; the
+// The threads created since this object was constructed. A thread that lives for a millisecond or
+// less often has its first event in the trace when it ends, too late to look it up in /proc; the
 // kernel's fork records still have its process. They cost nothing but memory while no thread is
-// made: see "mmap layout" in perf_event_open(2).
+// created: see "MMAP layout" in perf_event_open(2).
 class ForkLog {
  public:
-  // Where a CPU's records cannot be had, the log lacks them.
+  // If a CPU's records cannot be opened, the threads that it creates are missing; so they are after
+  // a CPU has been offline.
   ForkLog();
   ~ForkLog();
   ForkLog(const ForkLog&) = delete;
   ForkLog& operator=(const ForkLog&) = delete;
 
-  // Whether it has the records of any CPU.
-  bool works() const { return !buffers_.empty(); }
+  // Whether it had the records of all CPUs that were online.
+  bool works() const { return works_; }
 
-  // Takes the records of all CPUs. Call it often: a CPU has room for several hundred.
+  // Takes the records of all CPUs. Call it often: a CPU has room for several hundred threads, each
+  // of which takes two records, one when it ends.
   void update();
 
-  // The id of the process of a thread that was made; -1 when that is not known. Updates the log for
+  // The process id of a thread; -1 when that is not known. Updates the log for
   // a thread that it does not have.
   int32_t tgidOf(int32_t tid);
 
@@ -40,6 +42,7 @@ class ForkLog {
   void take(const Buffer& buffer);
 
   std::vector<Buffer> buffers_;
+  bool works_;
   std::unordered_map<int32_t, int32_t> tgids_;
   std::vector<char> records_;
 };

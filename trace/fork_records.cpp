@@ -9,7 +9,7 @@ namespace tarnwick {
 
 namespace {
 
-// What follows the header of PERF_RECORD_FORK; a time is behind it.
+// What follows the header of PERF_RECORD_FORK, up to its time.
 struct Fork {
   int32_t tgid;
   int32_t parentTgid;

@@ -48,8 +48,22 @@ void takeLostEvents(std::string_view line) {
   }
 }
 
+// False when the trace is to be read as text, from the start or from here on.
+bool readRing() {
+  const std::unique_ptr<RingTrace> ring =
+      RingTrace::open(gTracingDirectory, gTraceSched, gTracePageCache);
+  if (ring == nullptr) {
+    return false;
+  }
+  DrainPace pace;
+  EventStore store(pace);
+  return ring->run(store, *gDrainRequest, pace);
+}
+
 // Line by line, as the kernel prints it.
-void readText(int pipe, EventStore& store, DrainPace& pace) {
+void readText(int pipe) {
+  DrainPace pace;
+  EventStore store(pace);
   // The kernel gives less at a time.
   constexpr size_t kBlockSize = size_t{64} * 1024;
   const auto takeLine = [&store](std::string_view line) {
@@ -72,12 +86,8 @@ void readText(int pipe, EventStore& store, DrainPace& pace) {
 
 // Until the stop.
 void readTrace(int pipe) {
-  DrainPace pace;
-  EventStore store(pace);
-  const std::unique_ptr<RingTrace> ring =
-      RingTrace::open(gTracingDirectory, gTraceSched, gTracePageCache);
-  if (ring == nullptr || !ring->run(store, *gDrainRequest, pace)) {
-    readText(pipe, store, pace);
+  if (!readRing()) {
+    readText(pipe);
   }
 }
 

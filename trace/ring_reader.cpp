@@ -78,7 +78,6 @@ bool RingReader::run(Sink& sink, DrainRequest& request, DrainPace& pace) {
     const bool stop = wait == WorkerWait::kStop;
     const bool asked = wait != WorkerWait::kTimeout && request.take();
     pace.startDrain();
-    sink.startDrain();
     const Pass pass = stop || asked ? drain(sink) : readAll(sink);
     if (pass == Pass::kRefused) {
       if (asked) {

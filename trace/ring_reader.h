@@ -36,9 +36,6 @@ class RingReader {
    public:
     virtual ~Sink() = default;
 
-    // The CPUs are about to be read.
-    virtual void startDrain() = 0;
-
     // A page of the CPU with this index in cpus(). False: the bytes are no page at all, reading
     // ends.
     virtual bool takePage(size_t cpu, std::string_view bytes) = 0;

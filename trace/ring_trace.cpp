@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "trace/memory_reserve.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -83,6 +84,9 @@ std::unique_ptr<RingTrace> RingTrace::open(const std::string& tracing, bool sche
   std::unique_ptr<RingTrace> trace(new RingTrace(std::move(reader), *layout));
   trace->schedFormats_ = std::move(schedFormats);
   trace->pageCacheFormats_ = std::move(pageCacheFormats);
+  if (sched && !trace->forks_.emplace().works()) {
+    trace->forks_.reset();
+  }
   return trace;
 }
 
@@ -94,12 +98,13 @@ RingTrace::RingTrace(std::unique_ptr<RingReader> reader, const RingPageLayout& l
 
 bool RingTrace::run(EventStore& store, DrainRequest& request, DrainPace& pace) {
   store_ = &store;
-  store.useForks(forks_);
-  if (forks_.works()) {
+  if (forks_) {
+    store.useForks(*forks_);
     pace.setShortRest(DrainPace::kShortRestWithForks);
   }
   const bool stopped = reader_->run(*this, request, pace);
   endDrain();
+  store.nameEndedProcesses();
   return stopped;
 }
 
@@ -125,6 +130,9 @@ bool RingTrace::takePage(size_t cpu, std::string_view bytes) {
 }
 
 void RingTrace::endPass() {
+  if (forks_ && !memoryRanOut()) {
+    forks_->update();
+  }
   TraceAppender records;
   merge_.endPass(
       [&records](const EventStore::HeldEvent& held) { EventStore::store(held, records); });

@@ -36,7 +36,6 @@ class RingTrace : public RingReader::Sink {
  private:
   RingTrace(std::unique_ptr<RingReader> reader, const RingPageLayout& layout);
 
-  void startDrain() override { forks_.update(); }
   bool takePage(size_t cpu, std::string_view bytes) override;
   void leaveUnread(size_t cpu) override { merge_.leaveUnread(cpu); }
   void endPass() override;
@@ -57,7 +56,7 @@ class RingTrace : public RingReader::Sink {
   RingMerge<EventStore::HeldEvent> merge_;
   std::vector<bool> seen_;  // by CPU: a page of it has been taken
   EventStore* store_ = nullptr;
-  ForkLog forks_;
+  std::optional<ForkLog> forks_;  // if it works, and there are scheduler events
   SchedEventText text_{};
 };
 

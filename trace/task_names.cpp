@@ -71,12 +71,4 @@ bool hasTgidName(int32_t tgid) {
   return !(gTgidNames[tgid] = name).empty();
 }
 
-bool nameEndedProcess(int32_t tgid, std::string_view name) {
-  if (name.empty()) {
-    return false;
-  }
-  const Lock lock(gTgidNamesMutex);
-  return gTgidNames.try_emplace(tgid, name).second;
-}
-
 }  // namespace tarnwick

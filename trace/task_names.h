@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 namespace tarnwick {
 
@@ -16,8 +15,5 @@ int32_t tgidOf(int32_t tid);
 // when it has gone; a file that opens and cannot be read gives an empty name that is kept. The
 // placeholder "re-initialized>" is a name but is not kept, since the process is about to be named.
 bool hasTgidName(int32_t tgid);
-
-// Gives a process that has gone the name that its first thread had. False for an empty name.
-bool nameEndedProcess(int32_t tgid, std::string_view name);
 
 }  // namespace tarnwick

@@ -146,7 +146,7 @@ class RealRing(unittest.TestCase):
             program.type("\n")
             program.finish()
         for name, least in ("shortnap", 120), ("shortlived", 140 if has_fork_records() else 0):
-            found = set(re.findall(rf" tid=(\d+) tid_name={name} ", device.read("/data/trace.txt")))
+            found = set(re.findall(rf" tgid_name={name} tid=(\d+) tid_name={name} ", device.read("/data/trace.txt")))
             self.assertGreaterEqual(len(found), least, name)
 
 

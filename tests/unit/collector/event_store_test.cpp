@@ -55,10 +55,14 @@ class Child {
 // What becomes of an event of an ended process.
 class EventOfEndedProcess : public testing::Test {
  protected:
-  bool makesRecord(int32_t tid) {
+  bool makesRecord(int32_t tid, std::string_view name = "shortlived") {
     pace_.startDrain();
     EventStore::HeldEvent held;
-    return store_.hold({SchedEventKind::kRuntime, 1.0, 5, 0, tid, "shortlived"}, 0, held);
+    if (!store_.hold({SchedEventKind::kRuntime, 1.0, 5, 0, tid, name}, 0, held)) {
+      return false;
+    }
+    *held.threadName = held.record.name;
+    return true;
   }
 
   void TearDown() override {
@@ -74,25 +78,42 @@ class EventOfEndedProcess : public testing::Test {
   ForkLog forks_;
 };
 
-TEST_F(EventOfEndedProcess, NamesItByItsForkRecord) {
+TEST_F(EventOfEndedProcess, MakesARecordByItsForkRecord) {
   const Child child;
   child.end();
-  if (forks_.tgidOf(child.pid()) < 0) {
+  if (!forks_.works()) {
     GTEST_SKIP() << "no perf events of all tasks here";
   }
   store_.useForks(forks_);
   EXPECT_TRUE(makesRecord(child.pid()));
   EXPECT_EQ(gTidToTgid[child.pid()], child.pid());
-  EXPECT_EQ(gTgidNames[child.pid()], "shortlived");
 }
 
-TEST_F(EventOfEndedProcess, NamesItWhenItsThreadWasLookedUp) {
+TEST_F(EventOfEndedProcess, NamesItAfterTheLastNameOfItsFirstThread) {
   const Child child;
   gTidToTgid[child.pid()] = child.pid();
   child.end();
   store_.useForks(forks_);
-  EXPECT_TRUE(makesRecord(child.pid()));
+  constexpr int32_t kOtherThread = 0x40000000;
+  gTidToTgid[kOtherThread] = child.pid();
+  EXPECT_TRUE(makesRecord(child.pid(), "sh"));
+  EXPECT_TRUE(makesRecord(child.pid(), "shortlived"));
+  EXPECT_TRUE(makesRecord(kOtherThread, "worker"));
+  EXPECT_TRUE(gTgidNames.empty());
+  store_.nameEndedProcesses();
   EXPECT_EQ(gTgidNames[child.pid()], "shortlived");
+  EXPECT_EQ(gTgidNames.size(), 1U);
+}
+
+TEST_F(EventOfEndedProcess, KeepsAnEmptyName) {
+  const Child child;
+  gTidToTgid[child.pid()] = child.pid();
+  gTgidNames[child.pid()] = "";
+  child.end();
+  store_.useForks(forks_);
+  EXPECT_FALSE(makesRecord(child.pid()));
+  store_.nameEndedProcesses();
+  EXPECT_EQ(gTgidNames[child.pid()], "");
 }
 
 TEST_F(EventOfEndedProcess, IsLostWithoutItsForkRecord) {
@@ -104,7 +125,7 @@ TEST_F(EventOfEndedProcess, IsLostWithoutItsForkRecord) {
   EXPECT_EQ(gTraceLosses.unresolved, 1U);
 }
 
-TEST_F(EventOfEndedProcess, DoesNotNameItWhenItIsOfAnotherThread) {
+TEST_F(EventOfEndedProcess, IsLostWhenItIsOfAnotherThread) {
   const Child child;
   constexpr int32_t kOtherThread = 0x40000000;
   gTidToTgid[kOtherThread] = child.pid();
@@ -113,7 +134,7 @@ TEST_F(EventOfEndedProcess, DoesNotNameItWhenItIsOfAnotherThread) {
   EXPECT_FALSE(makesRecord(kOtherThread));
 }
 
-TEST_F(EventOfEndedProcess, DoesNotNameItInATraceReadAsText) {
+TEST_F(EventOfEndedProcess, IsLostInATraceReadAsText) {
   const Child child;
   gTidToTgid[child.pid()] = child.pid();
   child.end();

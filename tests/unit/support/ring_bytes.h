@@ -4,8 +4,8 @@
 
 namespace tarnwick {
 
-// The bytes of an integer as the ring buffer has them: of this machine's byte order, without
-// padding.
+// The bytes of a number, or of a structure without padding, in this machine's byte order: as the
+// kernel's buffers have them.
 template <typename Value>
 std::string bytesOf(Value value) {
   return {reinterpret_cast<const char*>(&value), sizeof value};

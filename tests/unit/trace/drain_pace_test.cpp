@@ -16,7 +16,7 @@ TEST(DrainPace, RestIsShortAfterNewThread) {
     EXPECT_EQ(pace.rest(), DrainPace::kLongRest);
     pace.startDrain();
     pace.metNewThread();
-    for (DrainPace::Rest time{0}; time < DrainPace::kShortTime; time += shortRest) {
+    for (DrainPace::Rest time{0}; time < DrainPace::kShortRestsAfterNewThread; time += shortRest) {
       EXPECT_EQ(pace.rest(), shortRest);
       pace.startDrain();
     }
