@@ -73,7 +73,7 @@ def ctest(*selection):
 
 
 def drives_program(test):
-    return test.startswith(("device.", "stress."))
+    return test.startswith(("device.", "live.", "stress."))
 
 
 def run_test(test):
@@ -85,7 +85,8 @@ def run_test(test):
     status, output = logged(
         "timeout", "3600", sys.executable, "-m", "unittest", "discover", "--failfast", "-s",
         os.path.join(COPY, "tests", folder), "-p", f"test_{file}.py", "-k", f"*.{method}",
-        env={**os.environ, "TARNWICK": os.path.join(BUILD, "tarnwick"), "PYTHONDONTWRITEBYTECODE": "1"})
+        env={**os.environ, "TARNWICK": os.path.join(BUILD, "tarnwick"), "PYTHONDONTWRITEBYTECODE": "1",
+             "TARNWICK_RING_COMPARE": os.path.join(BUILD, "tests", "ring", "tarnwick_ring_compare")})
     failed = re.findall(r"^(?:FAIL|ERROR): (\w+)", output, re.M)
     if (status != 0) != bool(failed) or not re.search(r"^Ran [1-9]", output, re.M):
         raise Trouble(f"the test hangs, or there is none; see {LOG}")
