@@ -1,7 +1,7 @@
 """Puts each deliberate bug of this folder, or those that are named, into a copy of the tree, builds it and
 runs the test that is to notice. A patch begins with the rule that it breaks and with that test: "caught by:
 SUITE" is what ctest has under a name that begins so, and "caught by: FOLDER.FILE.METHOD" one test of a file
-of device/ or stress/. When it passes all others are run, to say which one could be named in its place.
+of device/, live/ or stress/. When it passes all others are run, to say which one could be named in its place.
 
 The status is 0 when every bug was caught by the test that its patch names. A patch that does not apply or
 does not compile is a failure, and so is a test that does not end by itself.
