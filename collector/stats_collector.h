@@ -71,8 +71,10 @@ class StatsCollector final : public ReportSink {
   std::string_view readKernelText(const char* path, std::span<char> buffer);
 
   // The same of a file that is named within an open folder, which saves the kernel the way there.
-  std::string_view readKernelTextAt(const KernelFolder& folder, const char* name,
-                                    std::span<char> buffer);
+  // Nothing when not one byte could be read; a file that begins with a NUL byte gives an empty
+  // text.
+  std::optional<std::string_view> readKernelTextAt(const KernelFolder& folder, const char* name,
+                                                   std::span<char> buffer);
 
   // Writes a value to a kernel control file with one open, one write and one close. A file that
   // does not take it whole ends the process with a message and status 1: a half-configured kernel

@@ -38,20 +38,19 @@ TaskPath taskPath(int32_t id, std::string_view file) {
 bool readProcessStat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
                      ProcessRecord& record) {
   FileText buffer;
-  const std::string_view text =
-      collector.readKernelTextAt(tasks, taskPath(id, "stat").data(), buffer);
-  if (text.empty()) {
+  const auto text = collector.readKernelTextAt(tasks, taskPath(id, "stat").data(), buffer);
+  if (!text) {
     return false;
   }
-  parseProcessStat(text, record);
+  parseProcessStat(*text, record);
   return true;
 }
 
 int readProcessSchedstat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
                          ProcessRecord& record) {
   FileText buffer;
-  return parseProcessSchedstat(
-      collector.readKernelTextAt(tasks, taskPath(id, "schedstat").data(), buffer), record);
+  const auto text = collector.readKernelTextAt(tasks, taskPath(id, "schedstat").data(), buffer);
+  return parseProcessSchedstat(text.value_or(""), record);
 }
 
 void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMap& map) {

@@ -16,7 +16,8 @@ struct KernelFolder;
 void sampleProcesses(StatsCollector& collector, const char* directory, ProcessMap& map);
 
 // Fills the stat fields from ID/stat in the folder of the tasks, which is /proc or the task
-// directory of the watched process. Returns false when there was nothing to read.
+// directory of the watched process. Returns false when not one byte could be read. A text that
+// begins with a NUL byte counts as read; its fields are 0 and its name empty in a new record.
 bool readProcessStat(StatsCollector& collector, const KernelFolder& tasks, int32_t id,
                      ProcessRecord& record);
 

@@ -33,11 +33,15 @@ std::string_view StatsCollector::readKernelText(const char* path, std::span<char
   return kernelText(buffer.data(), static_cast<size_t>(std::max<int64_t>(got, 0)));
 }
 
-std::string_view StatsCollector::readKernelTextAt(const KernelFolder& folder, const char* name,
-                                                  std::span<char> buffer) {
+std::optional<std::string_view> StatsCollector::readKernelTextAt(const KernelFolder& folder,
+                                                                 const char* name,
+                                                                 std::span<char> buffer) {
   const int64_t got =
       readOnce(openat(folder.fd, name, O_RDONLY | O_CLOEXEC), folder.path.c_str(), name, buffer);
-  return kernelText(buffer.data(), static_cast<size_t>(std::max<int64_t>(got, 0)));
+  if (got < 1) {
+    return std::nullopt;
+  }
+  return kernelText(buffer.data(), static_cast<size_t>(got));
 }
 
 int64_t StatsCollector::readOnce(int fd, const char* folder, const char* name,

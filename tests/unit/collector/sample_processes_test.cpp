@@ -161,6 +161,26 @@ TEST_F(SampleProcesses, takesTheFiguresFromTheDirectory) {
   EXPECT_EQ(record.waitNs, 145000);
 }
 
+TEST_F(SampleProcesses, takesATextThatBeginsWithNulAsZeros) {
+  const Tasks tasks({"self"});
+  std::filesystem::create_directory(tasks.pathOf("7"));
+  std::ofstream(tasks.pathOf("7/stat")) << '\0' << " (worker) S 5 0 0 0 0 0 11 0 22 0 40 2\n";
+  sampleProcesses(collector_, tasks.path(), map_);
+  ASSERT_TRUE(map_.contains(7));
+  const ProcessRecord& record = *map_.at(7);
+  EXPECT_EQ(record.name, decltype(record.name){});
+  EXPECT_EQ(record.minFaults, 0);
+  EXPECT_EQ(record.total, 0);
+}
+
+TEST_F(SampleProcesses, leavesOutAnEmptyText) {
+  const Tasks tasks({"self"});
+  std::filesystem::create_directory(tasks.pathOf("7"));
+  std::ofstream file(tasks.pathOf("7/stat"));
+  sampleProcesses(collector_, tasks.path(), map_);
+  EXPECT_TRUE(map_.empty());
+}
+
 class ReadProcess : public SampleProcesses {
  protected:
   ~ReadProcess() override { close(proc_.fd); }
