@@ -8,6 +8,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
+#include <string>
+#include <string_view>
 
 #include "collector/messages.h"
 #include "collector/stats_collector.h"
@@ -60,6 +63,29 @@ constexpr StopWrite kStop[] = {
     {"buffer_size_kb", "1", true},
 };
 
+// Of each write of kStart: this measurement has made it, and no stop has undone it.
+std::array<bool, std::size(kStart)> gStarted{};
+
+bool switchedOn(std::string_view file) {
+  for (size_t i = 0; i < std::size(kStart); ++i) {
+    if (gStarted.at(i) && kStart[i].file == file) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// Whether a control file is the switch of an event that the kernel does not have, as
+// sched_stat_wait without CONFIG_SCHEDSTATS.
+bool isOfMissingEvent(std::string_view file) {
+  if (!file.starts_with("events/")) {
+    return false;
+  }
+  const std::string folder = gTracingDirectory + '/' + std::string(file.substr(0, file.rfind('/')));
+  struct stat unused {};
+  return stat(folder.c_str(), &unused) != 0 && errno == ENOENT;
+}
+
 void writeControl(StatsCollector& collector, const char* file, const char* value) {
   collector.writeKernelFile((gTracingDirectory + '/' + file).c_str(), value);
 }
@@ -100,9 +126,11 @@ void startTracing(StatsCollector& collector) {
     startLogcatThread(collector);
   }
   startPipeThread(collector);
-  for (const StartWrite& write : kStart) {
+  for (size_t i = 0; i < std::size(kStart); ++i) {
+    const StartWrite& write = kStart[i];
     if (write.onlyWith == nullptr || collector.*write.onlyWith) {
       writeControl(collector, write.file, write.value);
+      gStarted.at(i) = true;
     }
   }
 }
@@ -117,8 +145,12 @@ void stopTracing(StatsCollector& collector) {
       drainPipeThread();
       drained = true;
     }
+    if (!switchedOn(write.file) && isOfMissingEvent(write.file)) {
+      continue;
+    }
     writeControl(collector, write.file, write.value);
   }
+  gStarted = {};
   if (collector.systrace) {
     stopLogcatThread(collector);
   }

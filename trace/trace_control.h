@@ -23,6 +23,8 @@ class StatsCollector;
 void startTracing(StatsCollector& collector);
 
 // Switches everything off, whichever flag is set, and ends the log thread, then the pipe thread.
+// Skips the switch of an event that the kernel does not have, unless this measurement switched it
+// on: without CONFIG_SCHEDSTATS there is no sched_stat_wait and no sched_stat_iowait.
 // The kernel discards what is unread when the clock or the size of its buffer is set: before that,
 // waits until the pipe thread has taken what there was, for two seconds at most.
 // Does nothing when neither flag is set.

@@ -143,6 +143,56 @@ class Order(ControlTest):
         self.assertNotIn("trace.txt", output)
 
 
+class MissingEvents(ControlTest):
+    """A kernel without CONFIG_SCHEDSTATS, or without page-cache events."""
+
+    def remove_events(self, controls):
+        for control in controls:
+            self.device.remove(f"{TRACING}/{os.path.dirname(control)}")
+
+    def test_stop_skips_events_that_the_kernel_does_not_have(self):
+        for option, missing in (("--block-dump", SCHED), ("--block-dump", SCHED[:2]), ("--systrace", FILEMAP)):
+            with self.subTest(option=option, missing=missing):
+                self.lay_again()
+                self.remove_events(missing)
+                self.assertIn(SEPARATOR, self.trace(options=(option,)))
+                self.assert_texts(START[option] + STOP, *missing)
+
+    def test_event_without_its_switch_is_an_error(self):
+        self.device.remove(f"{TRACING}/{SCHED[0]}")
+        with self.start("--enter", "--block-dump") as program:
+            program.wait_until_waiting()
+            program.type("\n")
+            self.assertEqual(program.finish(status=1),
+                             f"{SEPARATOR}Error opening {TRACING}/{SCHED[0]}: No such file or directory (2)\n")
+
+    def test_event_that_was_switched_on_is_an_error(self):
+        for option, events in (("--systrace", SCHED), ("--block-dump", FILEMAP)):
+            for event in events:
+                with self.subTest(event):
+                    self.lay_again()
+                    with self.start("--enter", option) as program:
+                        program.wait_until_waiting()
+                        self.remove_events([event])
+                        program.type("\n")
+                        self.assertEqual(
+                            program.finish(status=1),
+                            f"{SEPARATOR}Error opening {TRACING}/{event}: No such file or directory (2)\n")
+
+    def test_second_measurement_skips_them_too(self):
+        self.remove_events(SCHED)
+        with self.start("--sig", "--block-dump") as program:
+            for _ in range(4):
+                program.toggle()
+            self.assertEqual(program.interrupt().count(SEPARATOR), 2)
+
+    def test_start_does_not_skip_them(self):
+        self.remove_events(SCHED)
+        with self.start("--enter", "--systrace") as program:
+            self.assertEqual(program.finish(status=1),
+                             f"Error opening {TRACING}/{SCHED[0]}: No such file or directory (2)\n")
+
+
 class Reading(ControlTest):
     def test_rest_after_each_drain(self):
         with tempfile.NamedTemporaryFile("r") as log:
