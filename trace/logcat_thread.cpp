@@ -15,6 +15,7 @@
 #include "trace/lock.h"
 #include "trace/shell_command.h"
 #include "trace/stream_reader.h"
+#include "trace/trace_control.h"
 #include "trace/trace_state.h"
 
 namespace tarnwick {
@@ -102,8 +103,7 @@ void* logcat_thread(void* /*unused*/) {
   ShellCommand("logcat -c", ShellCommand::Output::kInherited).waitOrStop();
   ShellCommand logcat(kLogcat, ShellCommand::Output::kPipe);
   if (logcat.fd() < 0) {
-    postMessage("popen() failed!");
-    endProcess(1);
+    endTraceWithError("popen() failed!");
   }
   // A line can cost a search of all processes.
   constexpr size_t kBlockSize = 4096;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "collector/end_process.h"
 #include "collector/messages.h"
@@ -33,6 +34,13 @@ namespace {
 // The request of the current measurement.
 DrainRequest* gDrainRequest = nullptr;
 
+// What the thread of the current measurement reads. The thread takes it over.
+struct TraceSource {
+  int pipe;
+  std::unique_ptr<RingTrace> ring;  // null: the trace is read as text
+};
+TraceSource* gTraceSource = nullptr;
+
 void onPipeThreadSignal(int signo) {
   if (signo == SIGUSR2) {
     noteStop();
@@ -48,16 +56,11 @@ void takeLostEvents(std::string_view line) {
   }
 }
 
-// False when the trace is to be read as text, from the start or from here on.
-bool readRing() {
-  const std::unique_ptr<RingTrace> ring =
-      RingTrace::open(gTracingDirectory, gTraceSched, gTracePageCache);
-  if (ring == nullptr) {
-    return false;
-  }
+// False when the trace is to be read as text from here on.
+bool readRing(RingTrace& ring) {
   DrainPace pace;
   EventStore store(pace);
-  return ring->run(store, *gDrainRequest, pace);
+  return ring.run(store, *gDrainRequest, pace);
 }
 
 // Line by line, as the kernel prints it.
@@ -85,9 +88,9 @@ void readText(int pipe) {
 }
 
 // Until the stop.
-void readTrace(int pipe) {
-  if (!readRing()) {
-    readText(pipe);
+void readTrace(const TraceSource& source) {
+  if (source.ring == nullptr || !readRing(*source.ring)) {
+    readText(source.pipe);
   }
 }
 
@@ -108,21 +111,29 @@ void forgetMeasurement() {
 
 void* pipe_thread(void* /*unused*/) {
   prctl(PR_SET_NAME, "pipe_thread");
-  // Not blocking: the pipe of a device that traces nothing must not keep the stop waiting.
-  const int fd =
-      open((gTracingDirectory + "/trace_pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) {
-    postMessage("fopen(trace_pipe) failed!");
-    endProcess(1);
-  }
   installWorkerHandler(onPipeThreadSignal);
-  readTrace(fd);
-  close(fd);
+  {
+    const std::unique_ptr<TraceSource> source(std::exchange(gTraceSource, nullptr));
+    readTrace(*source);
+    close(source->pipe);
+  }
   if (gTraceSched) {
     saveTrace();
   }
   forgetMeasurement();
   return nullptr;
+}
+
+bool openTrace(const StatsCollector& collector) {
+  // Not blocking: the pipe of a device that traces nothing must not keep the stop waiting.
+  const int fd =
+      open((gTracingDirectory + "/trace_pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) {
+    return false;
+  }
+  gTraceSource = new TraceSource{
+      fd, RingTrace::open(gTracingDirectory, collector.systrace, collector.blockDump)};
+  return true;
 }
 
 void startPipeThread(StatsCollector& collector) {

@@ -1,6 +1,7 @@
 #include "trace/trace_control.h"
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,9 +13,11 @@
 #include <string>
 #include <string_view>
 
+#include "collector/end_process.h"
 #include "collector/messages.h"
 #include "collector/stats_collector.h"
 #include "sysstat/kernel_text.h"
+#include "trace/lock.h"
 #include "trace/logcat_thread.h"
 #include "trace/memory_limit.h"
 #include "trace/memory_reserve.h"
@@ -63,7 +66,11 @@ constexpr StopWrite kStop[] = {
     {"buffer_size_kb", "1", true},
 };
 
-// Of each write of kStart: this measurement has made it, and no stop has undone it.
+// Held for all writes of a start, of a stop or of a worker that ends the trace.
+pthread_mutex_t gControlMutex = PTHREAD_MUTEX_INITIALIZER;
+
+// Of each write of kStart: this measurement has made it, and no stop has undone it. Guarded by
+// gControlMutex.
 std::array<bool, std::size(kStart)> gStarted{};
 
 bool switchedOn(std::string_view file) {
@@ -88,6 +95,33 @@ bool isOfMissingEvent(std::string_view file) {
 
 void writeControl(StatsCollector& collector, const char* file, const char* value) {
   collector.writeKernelFile((gTracingDirectory + '/' + file).c_str(), value);
+}
+
+// Failures are ignored.
+void tryWriteControl(const char* file, std::string_view value) {
+  const int fd = open((gTracingDirectory + '/' + file).c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd >= 0) {
+    static_cast<void>(write(fd, value.data(), value.size()) == 0);
+    close(fd);
+  }
+}
+
+bool isWrittenAtStart(const StatsCollector& collector, const StartWrite& write) {
+  return write.onlyWith == nullptr || collector.*write.onlyWith;
+}
+
+// Before the first write. If that one would fail too, as without a mounted tracefs or without
+// privileges, its message says why.
+[[noreturn]] void endWithoutPipe(StatsCollector& collector) {
+  const StartWrite& first = *std::find_if(
+      std::begin(kStart), std::end(kStart),
+      [&collector](const StartWrite& write) { return isWrittenAtStart(collector, write); });
+  const int fd = open((gTracingDirectory + '/' + first.file).c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) {
+    writeControl(collector, first.file, first.value);
+  }
+  postMessage("fopen(trace_pipe) failed!");
+  endProcess(1);
 }
 
 std::string findTracingDirectory() {
@@ -115,30 +149,8 @@ void limitMemory() {
   gTraceLosses.memoryLimitIsDefault = limit.isDefault;
 }
 
-}  // namespace
-
-void startTracing(StatsCollector& collector) {
-  gTracingDirectory = findTracingDirectory();
-  limitMemory();
-  reserveMemory();
-  startMessageThread();
-  if (collector.systrace) {
-    startLogcatThread(collector);
-  }
-  startPipeThread(collector);
-  for (size_t i = 0; i < std::size(kStart); ++i) {
-    const StartWrite& write = kStart[i];
-    if (write.onlyWith == nullptr || collector.*write.onlyWith) {
-      writeControl(collector, write.file, write.value);
-      gStarted.at(i) = true;
-    }
-  }
-}
-
-void stopTracing(StatsCollector& collector) {
-  if (!collector.systrace && !collector.blockDump) {
-    return;
-  }
+void switchOff(StatsCollector& collector) {
+  const Lock lock(gControlMutex);
   bool drained = false;
   for (const StopWrite& write : kStop) {
     if (write.discardsUnread && !drained) {
@@ -151,11 +163,54 @@ void stopTracing(StatsCollector& collector) {
     writeControl(collector, write.file, write.value);
   }
   gStarted = {};
+}
+
+}  // namespace
+
+void startTracing(StatsCollector& collector) {
+  gTracingDirectory = findTracingDirectory();
+  limitMemory();
+  reserveMemory();
+  startMessageThread();
+  if (!openTrace(collector)) {
+    endWithoutPipe(collector);
+  }
+  if (collector.systrace) {
+    startLogcatThread(collector);
+  }
+  startPipeThread(collector);
+  const Lock lock(gControlMutex);
+  for (size_t i = 0; i < std::size(kStart); ++i) {
+    const StartWrite& write = kStart[i];
+    if (isWrittenAtStart(collector, write)) {
+      writeControl(collector, write.file, write.value);
+      gStarted.at(i) = true;
+    }
+  }
+}
+
+void stopTracing(StatsCollector& collector) {
+  if (!collector.systrace && !collector.blockDump) {
+    return;
+  }
+  switchOff(collector);
   if (collector.systrace) {
     stopLogcatThread(collector);
   }
   stopPipeThread(collector);
   stopMessageThread();
+}
+
+void endTraceWithError(std::string_view message) {
+  // Never released: the main thread would go on.
+  pthread_mutex_lock(&gControlMutex);
+  for (const StopWrite& write : kStop) {
+    if (switchedOn(write.file)) {
+      tryWriteControl(write.file, write.value);
+    }
+  }
+  postMessage(message);
+  endProcess(1);
 }
 
 void finishTracing() {

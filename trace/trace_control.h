@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 namespace tarnwick {
 
 class StatsCollector;
@@ -18,8 +20,10 @@ class StatsCollector;
 // the kernel's Documentation/trace/ftrace.rst.
 
 // Limits the memory of the records to a quarter of what is available now, or to
-// kDefaultMemoryLimit where the kernel does not say. Starts the threads, so that a reader is there
-// when the first event arrives, and then switches on what the collector's flags ask for.
+// kDefaultMemoryLimit where the kernel does not say. Opens trace_pipe and starts the threads, so
+// that a reader is there when the first event arrives. Then switches on what the collector's flags
+// ask for. A trace_pipe that is missing or has another reader ends the process with a message and
+// status 1 before the first write.
 void startTracing(StatsCollector& collector);
 
 // Switches everything off, whichever flag is set, and ends the log thread, then the pipe thread.
@@ -29,6 +33,11 @@ void startTracing(StatsCollector& collector);
 // waits until the pipe thread has taken what there was, for two seconds at most.
 // Does nothing when neither flag is set.
 void stopTracing(StatsCollector& collector);
+
+// For a worker that cannot do its part: switches off what this measurement has switched on, as far
+// as that can be written, prints the message (given without its newline) to standard output and
+// ends the process with status 1. The main thread writes no tracing file any more.
+[[noreturn]] void endTraceWithError(std::string_view message);
 
 // Releases what the measurement held for its report. Prints what its trace lacks to standard error,
 // and zeroes the counts; prints nothing where nothing was lost.

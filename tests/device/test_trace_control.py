@@ -204,11 +204,11 @@ class Reading(ControlTest):
                 program.finish()
             calls = self.all_calls(log)
         reader = next(tid for tid, call in calls if 'PR_SET_NAME, "pipe_thread"' in call)
-        pipe, steps = None, ""
+        pipe = next(found[1] for _, call in calls
+                    if (found := re.match(r'openat\(AT_FDCWD, ".*/trace_pipe", .* = (\d+)', call)))
+        steps = ""
         for call in (call for tid, call in calls if tid == reader):
-            if found := re.match(r'openat\(AT_FDCWD, ".*/trace_pipe", .* = (\d+)', call):
-                pipe = found[1]
-            elif re.match(r"ppoll\(.*, NULL, \[", call):
+            if re.match(r"ppoll\(.*, NULL, \[", call):
                 steps += "wait "
             elif found := re.match(r"ppoll\(.*, \{tv_sec=(\d+), tv_nsec=(\d+)\}, \[", call):
                 rest_ns = int(found[1]) * 10 ** 9 + int(found[2])
@@ -302,11 +302,34 @@ class NoWorker(ControlTest):
         self.wait_until_all_have_ended()
         return output
 
+    def late(self, fault):
+        """The pipe is opened with this fault, and late, so that nothing can hide behind being early."""
+        return ["strace", "-f", "-o", "/dev/null", "-P", f"{TRACING}/trace_pipe", "-e", "trace=openat",
+                "-e", f"inject=openat:delay_enter=300000{fault}"]
+
+    def assert_no_pipe(self, option, fault=""):
+        self.assertEqual(self.end_of(option, prefix=self.late(fault)), "fopen(trace_pipe) failed!\n")
+        self.assert_texts([])
+        # Nor is the log cleared.
+        self.assertFalse(os.path.exists(self.device.path("/data/calls")))
+
     def test_no_pipe(self):
         self.device.remove(f"{TRACING}/trace_pipe")
         for option in START:
             with self.subTest(option):
-                self.assertEqual(self.end_of(option), "fopen(trace_pipe) failed!\n")
+                self.assert_no_pipe(option)
+
+    def test_no_tracing_files(self):
+        self.device.remove(TRACING)
+        for option, start in START.items():
+            with self.subTest(option):
+                self.assertEqual(self.end_of(option), f"Error opening {TRACING}/{start[0][0]}: "
+                                                      "No such file or directory (2)\n")
+
+    def test_pipe_has_another_reader(self):
+        for option in START:
+            with self.subTest(option):
+                self.assert_no_pipe(option, ":error=EBUSY")
 
     def threads(self, option):
         """How many threads the program creates in all; those of the trace come last."""
@@ -328,14 +351,38 @@ class NoWorker(ControlTest):
             with self.subTest(option):
                 self.assert_no_thread(option, 0, "pipe")
 
+    def failed_processes(self, calls, when="1+"):
+        return ["strace", "-f", "-o", "/dev/null", "-e", f"trace={calls}",
+                "-e", f"inject={calls}:error=EAGAIN:when={when}"]
+
+    def switched_off(self):
+        """The writes of a start, and what undoes them."""
+        start = START["--systrace"]
+        return start + [write for write in STOP if write[0] in dict(start)]
+
     def test_no_pipe_to_logcat(self):
         for calls in ("?pipe,pipe2", "clone,?fork,?vfork"):
             if "pipe2" in calls and NEEDS_PIPES:
                 continue
             with self.subTest(calls):
-                fault = ["strace", "-f", "-o", "/dev/null", "-e", f"trace={calls}",
-                         "-e", f"inject={calls}:error=EAGAIN"]
-                self.assertEqual(self.end_of("--systrace", prefix=fault), "popen() failed!\n")
+                self.lay_again()
+                self.assertEqual(self.end_of("--systrace", prefix=self.failed_processes(calls)), "popen() failed!\n")
+                # It fails before the first write or after the last one.
+                self.assertIn(self.texts(), [written([]), written(self.switched_off())])
+
+    def fail_late(self, then="exit 0"):
+        """The log is cleared until the trace is on. Then logcat cannot be started."""
+        self.tool("logcat", f"while read -r on <{TRACING}/tracing_on || :; do case $on in 1*) {then}; esac; done")
+        self.assertEqual(self.end_of("--systrace", prefix=self.failed_processes("clone,?fork,?vfork", "2+")),
+                         "popen() failed!\n")
+
+    def test_trace_that_is_on_is_switched_off(self):
+        self.fail_late()
+        self.assert_texts(self.switched_off())
+
+    def test_file_that_cannot_be_written_leaves_no_other_on(self):
+        self.fail_late(f"exec rm {TRACING}/tracing_on")
+        self.assert_texts(self.switched_off(), "tracing_on")
 
 
 class Interrupt(ControlTest):

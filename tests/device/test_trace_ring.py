@@ -3,6 +3,7 @@
 import os
 import re
 import shutil
+import tempfile
 import unittest
 
 from trace_device import TraceTest, sched
@@ -85,6 +86,23 @@ class TraceRing(TraceTest):
         self.trace(line)
         self.assertNotIn("by text", self.records())
         self.assertEqual(self.unread(), len(line))
+
+    def test_files_are_opened_before_the_first_write(self):
+        self.lay_ring()
+        with tempfile.NamedTemporaryFile("r") as log:
+            # Threads that begin late.
+            late = ["strace", "-f", "-o", log.name, "-e", "trace=prctl,openat", "-e", "inject=prctl:delay_enter=300000"]
+            with self.start("--iter=1", "--interval=0", "--block-dump", prefix=late) as program:
+                program.finish()
+            self.wait_until_all_have_ended()
+            opened = [(path, flags.startswith("O_RDONLY")) for path, flags
+                      in re.findall(rf'openat\(AT_FDCWD, "{TRACING}/(.*?)", (\S+)', log.read())]
+        first_write = next(place for place, (_, reads) in enumerate(opened) if not reads)
+        before = [path for path, _ in opened[:first_write]]
+        self.assertIn("trace_pipe", before)
+        self.assertEqual([path for path in before if path.startswith("per_cpu/")],
+                         [f"per_cpu/{cpu}/trace_pipe_raw"
+                          for cpu in sorted(os.listdir(self.device.path(f"{TRACING}/per_cpu")))])
 
     def test_missing_trace_pipe_ends_the_program(self):
         self.lay_ring()

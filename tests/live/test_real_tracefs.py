@@ -17,6 +17,7 @@ TESTS = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 sys.path.insert(0, os.path.join(TESTS, "support"))
 sys.path.insert(0, os.path.join(TESTS, "device"))
 
+from deadline import wait_for  # noqa: E402
 from harness import Device  # noqa: E402
 from tracing import CONTROLS, FILEMAP, KERNEL_WITH_LINKS, SCHED, link_ring  # noqa: E402
 
@@ -133,6 +134,81 @@ class RealTracefs(unittest.TestCase):
         total = re.search(r"(?m)^add=(\d+) del=(\d+) file=total$", output)
         # Others have pages that come and go, too.
         self.assertGreaterEqual(sum(map(int, (lost[1], *total.groups()))), (2 * rounds - 1) * PAGES)
+
+
+    def set(self, control, value):
+        with open(os.path.join(self.instance, control), "w") as file:
+            file.write(value)
+
+    def settings(self):
+        def text(control):
+            with open(os.path.join(self.instance, control)) as file:
+                return file.read()
+        return {control: text(control) for control in CONTROLS if self.kernel_has(control)}
+
+    def settings_of_another_tracer(self):
+        for control, value in (("buffer_size_kb", "64"), ("trace_clock", "mono"), ("options/overwrite", "1"),
+                               (FILEMAP[0], "1"), ("tracing_on", "0")):
+            self.set(control, value)
+        return self.settings()
+
+    @staticmethod
+    def end_of(program):
+        """The output of a program that ends by itself with status 1."""
+        wait_for(lambda: program.process.poll() is not None, "the program ends")
+        return program.finish(status=1)
+
+    def assert_refused(self):
+        """The start fails at trace_pipe, however late that is, and changes nothing."""
+        before = self.settings_of_another_tracer()
+        late = ["strace", "-f", "-o", "/dev/null", "-P", "/sys/kernel/debug/tracing/trace_pipe", "-e", "trace=openat",
+                "-e", "inject=openat:delay_enter=300000"]
+        with self.start("--enter", prefix=["env", "ASAN_OPTIONS=detect_leaks=0", *late]) as program:
+            self.assertEqual(self.end_of(program), "fopen(trace_pipe) failed!\n")
+        self.assertEqual(self.settings(), before)
+
+    def test_trace_with_another_reader_stays_as_it_is(self):
+        pipe = f"{self.instance}/trace_pipe"
+        with open(pipe, "rb"):
+            try:
+                open(pipe, "rb").close()
+            except OSError:
+                self.assert_refused()
+            else:
+                self.skipTest("this kernel has no limit of readers")
+
+    def test_trace_without_trace_pipe_stays_as_it_is(self):
+        os.remove(f"{self.links.name}/trace_pipe")
+        self.assert_refused()
+
+    def test_start_that_fails_late_leaves_what_a_stop_leaves(self):
+        with self.start("--enter") as program:
+            program.wait_until_waiting()
+            program.type("\n")
+            program.finish()
+        stopped = self.settings()
+        self.settings_of_another_tracer()
+        self.set(FILEMAP[0], "0")
+        for control in SCHED:
+            if not self.kernel_has(control):
+                path = os.path.join(self.links.name, control)
+                os.makedirs(os.path.dirname(path), exist_ok=True)
+                open(path, "w").close()
+        # The log is cleared until the trace is on. Then logcat cannot be started.
+        self.device.write("/data/bin/logcat", """#!/bin/sh
+            until read -r on </sys/kernel/debug/tracing/tracing_on && [ "$on" = 1 ]; do :; done
+            read -r size </sys/kernel/debug/tracing/buffer_size_kb && echo "$size" >/data/size""")
+        os.chmod(self.device.path("/data/bin/logcat"), 0o755)
+        fault = ["strace", "-f", "-o", "/dev/null", "-e", "trace=clone,?fork,?vfork",
+                 "-e", "inject=clone,?fork,?vfork:error=EAGAIN:when=2+"]
+        with self.device.start("--stdout", "--systrace", "--no-proc-cpu", "--enter",
+                               env=dict(os.environ, PATH=f"/data/bin:{os.environ['PATH']}",
+                                        ASAN_OPTIONS="detect_leaks=0"),
+                               prefix=["sh", "-c", KERNEL_WITH_LINKS, self.links.name, *fault]) as program:
+            output = self.end_of(program)
+        self.assertEqual(output.replace("Received first trace message...\n", ""), "popen() failed!\n")
+        self.assertGreaterEqual(int(self.device.read("/data/size")), 8192)
+        self.assertEqual(self.settings(), stopped)
 
 
 class RealRing(RealTracefs):

@@ -31,8 +31,8 @@ ERRORS = {
 }
 
 READ_ERROR = re.compile(r"Error opening /(?:proc|sys)/\S+: (?P<text>.*) \((?P<error>\d+)\)\n")
-# A file without which there is no measurement.
-CONTROL = rf"(?:{PARANOID}|{TRACING}/)"
+# A file without which there is no measurement. Without the ring buffers the trace is read as text.
+CONTROL = rf"(?:{PARANOID}|{TRACING}/(?!events/header_page))"
 FATAL = re.compile(rf"(?:Error (?:opening|writing to) {CONTROL}\S*: (?P<text>.*) \((?P<error>\d+)\)"
                    r"|pthread_create\((?:pipe|logcat)\) failed! rc= \d+"
                    r"|fopen\(trace_pipe\) failed!|popen\(\) failed!)\n")
