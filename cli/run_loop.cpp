@@ -50,19 +50,29 @@ void sleepInterval(uint32_t seconds) {
   }
 }
 
-// Returns when standard input has given a line, or as much of one as an 80-byte fgets(3) takes, or
-// has ended. Signals are acted on meanwhile.
+// Returns when standard input has given a line, 79 characters of one, or has ended. Signals are
+// acted on meanwhile. For whoever reads on, standard input is left as by a program that calls
+// fgets(3) on 80 bytes and then exit(3): a terminal has given the whole line, and the offset of a
+// file is after what was taken. Of a pipe no more than 79 bytes are read.
 void waitForEnter() {
-  std::array<char, 79> line;
+  constexpr size_t kMaxCharacters = 79;
+  // The terminal gives no longer line; see "canonical mode" in termios(3).
+  std::array<char, 4096> text;
+  const bool terminal = isatty(STDIN_FILENO) == 1;
   size_t filled = 0;
-  while (filled < line.size()) {
+  while (filled < kMaxCharacters) {
     if (waitForEvent(STDIN_FILENO, std::nullopt) == WaitResult::kSigusr1) {
       toggleSample();
       continue;
     }
-    const ssize_t got = read(STDIN_FILENO, line.data(), line.size() - filled);
+    const ssize_t got =
+        read(STDIN_FILENO, text.data(), terminal ? text.size() : kMaxCharacters - filled);
     if (got > 0) {
-      if (memchr(line.data(), '\n', static_cast<size_t>(got)) != nullptr) {
+      const auto* const newline =
+          static_cast<const char*>(memchr(text.data(), '\n', static_cast<size_t>(got)));
+      if (newline != nullptr) {
+        // Fails for what has no offset.
+        lseek(STDIN_FILENO, newline + 1 - (text.data() + got), SEEK_CUR);
         return;
       }
       filled += static_cast<size_t>(got);

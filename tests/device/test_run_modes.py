@@ -8,6 +8,7 @@ import re
 import signal
 import subprocess
 import sys
+import tempfile
 import termios
 import time
 import tty
@@ -77,6 +78,78 @@ class Loop(DeviceTest):
             mask_times(output),
             SEPARATOR + BUSY.format(total=20) + REST
             + SEPARATOR + BUSY.format(total=50) + REST)
+
+
+# What the C library leaves on standard input is the measure.
+FGETS = """
+import ctypes
+libc = ctypes.CDLL(None)
+libc.fgets(ctypes.create_string_buffer(80), 80, ctypes.c_void_p.in_dll(libc, "stdin"))
+libc.exit(0)
+"""
+
+
+class WhatEnterLeaves(DeviceTest):
+    """Standard input after the program, compared with a program that calls fgets on 80 bytes and exits."""
+
+    def assert_left(self, stdin, lay, left, expected, is_that_of_fgets=True):
+        """`lay` puts the text there, `left` tells what of it is left."""
+        lay()
+        with self.device.start("--stdout", "--enter", stdin=stdin) as program:
+            self.assertEqual(mask_times(program.finish()), REPORT)
+        self.assertEqual(left(), expected)
+        if is_that_of_fgets:
+            lay()
+            subprocess.run([sys.executable, "-I", "-c", FGETS], stdin=stdin, check=True)
+            self.assertEqual(left(), expected)
+
+    def test_offset_of_a_file(self):
+        for text, begin, offset in (("one\ntwo\n", 0, 4), ("one\ntwo\n", 4, 8), ("\n\n", 0, 1), ("two", 0, 3), ("", 0, 0),
+                                    (78 * "x" + "\ntwo\n", 0, 79), (79 * "x" + "\ntwo\n", 0, 79),
+                                    (200 * "x" + "\n", 0, 79), ("one\n" + 5000 * "x", 0, 4)):
+            with self.subTest(text=text[:100], begin=begin), tempfile.TemporaryFile(buffering=0) as file:
+                file.write(text.encode())
+                self.assert_left(file, lambda: file.seek(begin), file.tell, offset)
+
+    def test_script_loses_one_line(self):
+        with tempfile.TemporaryFile(buffering=0) as script:
+            script.write(b'"$1" --stdout --enter >/dev/null\ntaken by the program\necho next\n')
+            script.seek(0)
+            # A shell that leaves the offset behind the line that it executes, as POSIX demands.
+            with self.device.start(prefix=["bash", "-s"], stdin=script) as shell:
+                self.assertEqual((shell.finish(), shell.errors()), ("next\n", ""))
+
+    def test_lines_of_a_terminal(self):
+        leader, follower = pty.openpty()
+        self.addCleanup(os.close, leader)
+        self.addCleanup(os.close, follower)
+        mode = termios.tcgetattr(follower)
+        mode[3] &= ~termios.ECHO
+        termios.tcsetattr(follower, termios.TCSANOW, mode)
+
+        def left():
+            os.write(leader, b"end\n")
+            lines = b""
+            while not lines.endswith(b"end\n"):
+                lines += os.read(follower, 5000)
+            return lines
+        # The C library takes no more than 1024 bytes of a line.
+        for length in (0, 3, 78, 79, 80, 200, 1000, 2000, 4000):
+            with self.subTest(length=length):
+                def lay(line=length * b"x" + b"\nnext\n"):
+                    # The terminal holds 4096 bytes.
+                    os.write(leader, line if length < 1024 else line.removesuffix(b"next\n"))
+                self.assert_left(follower, lay, left, b"next\nend\n" if length < 1024 else b"end\n", length < 1024)
+
+    def test_bytes_of_a_pipe(self):
+        # No more than 79 are read, where the C library takes a whole block.
+        for text, count in (("one\n", 0), ("one\ntwo\n", 0), (79 * "x" + "two\n", 4), ("one\n" + 96 * "x", 21)):
+            with self.subTest(text):
+                reader, writer = os.pipe()
+                os.write(writer, text.encode())
+                self.assert_left(reader, lambda: None, lambda: unread_bytes(reader), count, False)
+                os.close(writer)
+                os.close(reader)
 
 
 class Enter(DeviceTest):
@@ -422,8 +495,12 @@ def first_do(*statements):
 
 def pending_bytes(pipe):
     """Bytes in a pipe that its reader has not taken."""
+    return unread_bytes(pipe.fileno())
+
+
+def unread_bytes(descriptor):
     count = array.array("i", [0])
-    fcntl.ioctl(pipe.fileno(), termios.FIONREAD, count)
+    fcntl.ioctl(descriptor, termios.FIONREAD, count)
     return count[0]
 
 
