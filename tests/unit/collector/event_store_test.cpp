@@ -30,6 +30,24 @@ TEST(EventStore, ThreadThatCannotBeLookedUpLetsTheReaderRest) {
   gTraceLosses = {};
 }
 
+TEST(EventStore, ThreadThatWasNotSeenBeforeMakesTheRestShort) {
+  const SchedEvent event = {SchedEventKind::kRuntime, 1.0, 5, 0, getpid(), "new"};
+  DrainPace pace;
+  EventStore store(pace);
+  DrainPace::Rest rest{};
+  for (uint32_t drain = 0; drain < 100; ++drain) {
+    pace.startDrain();
+    rest = pace.rest();
+  }
+  EXPECT_EQ(rest, DrainPace::kLongRest);
+  store.take(event);
+  EXPECT_EQ(pace.rest(), DrainPace::kShortRest);
+  gTidToTgid.clear();
+  gTgidNames.clear();
+  gTidNames.clear();
+  gTraceNames.clear();
+}
+
 // A process that ends when it is told to.
 class Child {
  public:
