@@ -12,9 +12,9 @@ namespace {
 
 int32_t openEvent(const perf_event_attr& attr, int32_t cpu, int32_t groupFd) {
   constexpr pid_t kEveryTask = -1;
-  constexpr unsigned long kNoFlags = 0;
+  constexpr unsigned long kFlags = PERF_FLAG_FD_CLOEXEC;
   return static_cast<int32_t>(
-      syscall(SYS_perf_event_open, &attr, kEveryTask, cpu, groupFd, kNoFlags));
+      syscall(SYS_perf_event_open, &attr, kEveryTask, cpu, groupFd, kFlags));
 }
 
 void controlAll(const PmuFds& fds, unsigned long request) {

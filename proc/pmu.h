@@ -22,7 +22,7 @@ class StatsCollector;
 void initPmu(StatsCollector& collector);
 
 // Opens the six counters of one CPU. When the first cannot be opened (an offline CPU, no PMU) the
-// others are not tried and count as closed.
+// others are not tried and count as closed. Child processes do not inherit the descriptors.
 void openPmuCounters(StatsCollector& collector, int32_t cpu);
 
 // Zeroes the CPU's counts, and resets and enables its counters, or tries to open them again where

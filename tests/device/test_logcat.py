@@ -3,7 +3,9 @@
 import os
 import re
 import signal
+import struct
 import subprocess
+import tempfile
 
 from inode_cache import FEW_FILES, shell
 from trace_device import (END_LOGCAT, FALLBACK, LOG_LINE, LOGCAT, PRINT_AND_STAY, STAY, TraceTest, kpi,
@@ -18,6 +20,9 @@ CLEAR = "[logcat][-c]\n"
 CAPTURE = ("[logcat][-v][threadtime][-b][main][*:s][KPI-R2K-ID-2][KPI-R2K-ZY-6][KPI-R2K-AT-1]"
            "[KPI-R2K-AT-5][KPI-R2K-AT-6][KPI-R2K-AMS-1][KPI-R2K-AMS-6][KPI-R2K-AMS-8][KPI-R2K-WMS-2]"
            "[KPI-R2K-WMS-3][KPI-R2K-WMS-5][KPI-R2K-WMS-6]\n")
+
+# The first fields of perf_event_attr: PERF_TYPE_SOFTWARE, the size, PERF_COUNT_SW_CPU_CLOCK.
+SOFTWARE_CLOCK = "inject=perf_event_open:poke_enter=@arg1=" + struct.pack("=IIQ", 1, 112, 0).hex()
 
 
 def wait_record(tid, duration):
@@ -182,6 +187,36 @@ class Commands(LogTest):
         self.tool("busybox", save + END_LOGCAT)
         self.measure_log()
         self.assertEqual(self.device.read("/data/blocked"), 3 * f"{0:016}\n")
+
+    def inherited(self, *options, prefix=()):
+        """What each command has open besides the standard streams and its own script."""
+        # In a subshell, since a shell keeps a copy of what it redirects.
+        save = "(ls -l /.kernel-proc/$$/fd >> /data/descriptors)\n"
+        self.tool("logcat", save + LOGCAT.format(body=PRINT_AND_STAY))
+        self.tool("busybox", save + END_LOGCAT)
+        with self.start("--enter", "--systrace", *options, prefix=prefix) as program:
+            self.wait_until_logged()
+            program.type("\n")
+            program.finish()
+        self.wait_until_all_have_ended()
+        lists = re.split(r"(?m)^total .*\n", self.device.read("/data/descriptors"))[1:]
+        return [[target for number, target in re.findall(r" (\d+) -> (.*)", text)
+                 if int(number) > 2 and not target.startswith("/data/bin/")] for text in lists]
+
+    def test_commands_inherit_the_standard_streams_alone(self):
+        self.assertEqual(self.inherited(), 3 * [[]])
+
+    def test_commands_inherit_no_counter(self):
+        self.device.write("/proc/sys/kernel/perf_event_paranoid", "2\n")
+        log = tempfile.NamedTemporaryFile("r")
+        self.addCleanup(log.close)
+        # strace replaces each raw event, which few virtual machines have, by a software clock.
+        self.assertEqual(self.inherited("--pmu", prefix=["strace", "-f", "-o", log.name, "-e",
+                                                         "trace=perf_event_open", "-e", SOFTWARE_CLOCK]),
+                         3 * [[]])
+        opened = re.findall(r"perf_event_open\(.* = \d+ \(INJECTED", log.read())
+        if not opened:
+            self.skipTest("this kernel opens no counter here")
 
     def sleeper(self):
         process = subprocess.Popen(["sleep", "1000"])

@@ -121,6 +121,8 @@ class Order(SystemCallTest):
 
 
 class Pmu(SystemCallTest):
+    # PERF_FLAG_FD_CLOEXEC
+    CLOEXEC = 8
     PARANOID = "/proc/sys/kernel/perf_event_paranoid"
 
     def test_setting_is_written_first(self):
@@ -164,7 +166,7 @@ class Pmu(SystemCallTest):
         # At the start, and at two before and two after snapshots: the first event of each CPU.
         self.assertEqual([(config, pid, cpu, group, flags)
                           for config, pid, cpu, group, flags, _ in calls],
-                         [(0x04, -1, cpu, -1, 0) for _ in range(5) for cpu in (0, 1)])
+                         [(0x04, -1, cpu, -1, self.CLOEXEC) for _ in range(5) for cpu in (0, 1)])
 
     def test_zeros_without_counters(self):
         self.device.write(self.PARANOID, "2\n")

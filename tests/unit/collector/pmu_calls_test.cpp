@@ -98,6 +98,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) noexcept {
 namespace tarnwick {
 namespace {
 
+// Flag 8 is PERF_FLAG_FD_CLOEXEC, see perf_event_open(2).
 using Calls = std::vector<std::string>;
 
 class PmuCalls : public testing::Test {
@@ -123,12 +124,12 @@ class PmuCalls : public testing::Test {
 
 TEST_F(PmuCalls, openTakesTheSixEventsInOrderWithTheirGroups) {
   prepare();
-  EXPECT_EQ(callsOf(openPmuCounters), (Calls{"open 4 pid -1 cpu 0 group -1 flags 0",   //
-                                             "open 21 pid -1 cpu 0 group #0 flags 0",  //
-                                             "open 23 pid -1 cpu 0 group #0 flags 0",  //
-                                             "open 16 pid -1 cpu 0 group -1 flags 0",  //
-                                             "open 18 pid -1 cpu 0 group #3 flags 0",  //
-                                             "open 17 pid -1 cpu 0 group -1 flags 0"}));
+  EXPECT_EQ(callsOf(openPmuCounters), (Calls{"open 4 pid -1 cpu 0 group -1 flags 8",   //
+                                             "open 21 pid -1 cpu 0 group #0 flags 8",  //
+                                             "open 23 pid -1 cpu 0 group #0 flags 8",  //
+                                             "open 16 pid -1 cpu 0 group -1 flags 8",  //
+                                             "open 18 pid -1 cpu 0 group #3 flags 8",  //
+                                             "open 17 pid -1 cpu 0 group -1 flags 8"}));
 }
 
 TEST_F(PmuCalls, everyOpenHasTheSameAttributesButForTheEvent) {
@@ -144,7 +145,7 @@ TEST_F(PmuCalls, everyOpenHasTheSameAttributesButForTheEvent) {
 TEST_F(PmuCalls, openStopsAtAMissingFirstEvent) {
   prepare();
   kernel().refused = {0x04};
-  EXPECT_EQ(callsOf(openPmuCounters), Calls{"open 4 pid -1 cpu 0 group -1 flags 0"});
+  EXPECT_EQ(callsOf(openPmuCounters), Calls{"open 4 pid -1 cpu 0 group -1 flags 8"});
 }
 
 TEST_F(PmuCalls, openGoesOnPastAnotherMissingEvent) {
@@ -152,10 +153,10 @@ TEST_F(PmuCalls, openGoesOnPastAnotherMissingEvent) {
   kernel().refused = {0x10};
   EXPECT_EQ(
       callsOf(openPmuCounters),
-      (Calls{"open 4 pid -1 cpu 0 group -1 flags 0", "open 21 pid -1 cpu 0 group #0 flags 0",
-             "open 23 pid -1 cpu 0 group #0 flags 0", "open 16 pid -1 cpu 0 group -1 flags 0",
+      (Calls{"open 4 pid -1 cpu 0 group -1 flags 8", "open 21 pid -1 cpu 0 group #0 flags 8",
+             "open 23 pid -1 cpu 0 group #0 flags 8", "open 16 pid -1 cpu 0 group -1 flags 8",
              // Its leader is missing, so it is opened without one.
-             "open 18 pid -1 cpu 0 group -1 flags 0", "open 17 pid -1 cpu 0 group -1 flags 0"}));
+             "open 18 pid -1 cpu 0 group -1 flags 8", "open 17 pid -1 cpu 0 group -1 flags 8"}));
 }
 
 TEST_F(PmuCalls, startResetsAllAndThenEnablesAll) {
@@ -190,7 +191,7 @@ TEST_F(PmuCalls, startTriesClosedCountersAgainAndLeavesThemDisabled) {
   prepare();
   const Calls calls = callsOf(startPmuCounters);
   EXPECT_EQ(calls.size(), 6U);
-  EXPECT_EQ(calls.back(), "open 17 pid -1 cpu 0 group -1 flags 0");
+  EXPECT_EQ(calls.back(), "open 17 pid -1 cpu 0 group -1 flags 8");
 }
 
 TEST_F(PmuCalls, stopTriesClosedCountersAgainAndReadsNothing) {
