@@ -1,7 +1,8 @@
 """Puts each deliberate bug of this folder, or those that are named, into a copy of the tree, builds it and
 runs the test that is to notice. A patch begins with the rule that it breaks and with that test: "caught by:
 SUITE" is what ctest has under a name that begins so, and "caught by: FOLDER.FILE.METHOD" one test of a file
-of device/, live/ or stress/. When it passes all others are run, to say which one could be named in its place.
+of device/, live/, stress/ or build/. When it passes all others are run, to say which one could be named in its
+place.
 
 The status is 0 when every bug was caught by the test that its patch names. A patch that does not apply or
 does not compile is a failure, and so is a test that does not end by itself.
@@ -72,13 +73,13 @@ def ctest(*selection):
     return ", ".join(failed)
 
 
-def drives_program(test):
-    return test.startswith(("device.", "live.", "stress."))
+def needs_program(test):
+    return test.startswith(("device.", "live.", "stress.", "build."))
 
 
 def run_test(test):
     """The same for a test as a patch names it."""
-    if not drives_program(test):
+    if not needs_program(test):
         return ctest("--tests-regex", "^" + test)
     # ctest would run the whole file.
     folder, file, method = test.split(".")
@@ -100,7 +101,7 @@ def patch(bug, *options):
 
 def verdict(bug):
     """Returns "caught", "elsewhere" or "survived", and the test that failed."""
-    if not build("tarnwick" if drives_program(bug.test) else "tests/unit/all"):
+    if not build("tarnwick" if needs_program(bug.test) else "tests/unit/all"):
         raise Trouble(f"does not compile; see {LOG}")
     if failed := run_test(bug.test):
         return "caught", failed

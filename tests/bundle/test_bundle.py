@@ -14,6 +14,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(
                                 "support"))
 
 import deadline  # noqa: E402
+import elf  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUNDLE = os.environ["BUNDLE"]
@@ -72,6 +73,13 @@ class Bundle(unittest.TestCase):
             for name in names:
                 with open(os.path.join(folder, name), "rb") as file:
                     self.assertNotIn(ROOT.encode(), file.read(), name)
+
+    def test_no_file_looks_for_libraries_in_a_relative_place(self):
+        names = []
+        for path, program in elf.programs_below(self.folder):
+            names.append(os.path.relpath(path, self.folder))
+            self.assertEqual(program.relative_run_path(), [], path)
+        self.assertLess({"tarnwick", "program/tarnwick", "loader/tarnwick", "lib/libutils.so.0"}, set(names))
 
     def test_every_package_has_its_notice(self):
         with open(os.path.join(self.folder, "packages")) as packages:

@@ -81,6 +81,12 @@ def tidy(does, seconds, *options):
         BACKGROUND, (), ("clang",))
 
 
+def python_tests(preset, folder, file):
+    """Runs a test file on a preset that is built without the tests."""
+    return (*as_root(), "env", f"TARNWICK=build/{preset}/tarnwick", "PYTHONDONTWRITEBYTECODE=1",
+            sys.executable, "-m", "unittest", "discover", "-s", f"tests/{folder}", "-p", file)
+
+
 # What the quick lane leaves to the full one: stress, what waits a minute, and the tests of packages, benches and scripts.
 NOT_QUICK = "^(stress|slow|packaging|bench|run)"
 
@@ -122,10 +128,12 @@ def all_steps():
              needs=("bundle", "packages")),
         Step("libcxx", "libcxx", "the platform's C++ library, without exceptions", 30,
              (("cmake", "--preset", "libcxx"), ("cmake", "--build", "--preset", "libcxx"),
-              (*as_root(), "env", "TARNWICK=build/libcxx/tarnwick", "PYTHONDONTWRITEBYTECODE=1",
-               sys.executable, "-m", "unittest", "discover", "-s", "tests/device", "-p", "test_trees.py"))),
+              python_tests("libcxx", "build", "test_binaries.py"),
+              python_tests("libcxx", "device", "test_trees.py"))),
         build("clang", "clang++, what no sanitizer build has", 10, targets=("tarnwick_launcher", "tarnwick_load"),
               label="clang"),
+        Step("test clang", "clang", "where its programs look for libraries", 2,
+             (python_tests("clang", "build", "test_binaries.py"),), WAIT, ("build clang",), ("clang",)),
     )
 
 

@@ -13,6 +13,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
 
 import deadline  # noqa: E402
+import elf  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUILD = os.path.dirname(os.path.dirname(PROGRAM))
@@ -111,6 +112,14 @@ class BothPackages:
                 self.assertTrue(os.path.exists(os.path.join(os.path.dirname(path), link)), f"{path}: {link}")
         self.assertGreater(followed, 0)
 
+    def program(self):
+        root = self.scratch()
+        self.run_well("dpkg-deb", "--extract", self.package, root)
+        return elf.Elf(os.path.join(root, "usr/bin/tarnwick"))
+
+    def test_program_looks_for_libraries_in_the_folder_of_the_platform_alone(self):
+        self.assertEqual(self.program().run_path(), [f"/usr/lib/{self.LIBRARIES}/android"])
+
     def test_lintian_says_nothing(self):
         result = run("lintian", "--allow-root", "--fail-on", "warning", self.package)
         self.assertEqual((result.returncode, result.stdout), (0, ""), result.stderr)
@@ -118,6 +127,7 @@ class BothPackages:
 
 class Amd64(BothPackages, PackageTest):
     ARCHITECTURE = "amd64"
+    LIBRARIES = "x86_64-linux-gnu"
 
     def test_is_installed_run_and_removed(self):
         folder = self.scratch()
@@ -132,6 +142,7 @@ class Arm64(BothPackages, PackageTest):
     libraries of the sysroot, which are Debian's."""
 
     ARCHITECTURE = "arm64"
+    LIBRARIES = "aarch64-linux-gnu"
 
     def test_is_unpacked_and_run(self):
         root = self.scratch()
