@@ -4,6 +4,8 @@
 #
 #   AndroidPlatform::utils   RefBase, sp, uptimeMillis, elapsedRealtime
 #   AndroidPlatform::log     __android_log_write
+#
+# Programs that link to them get the run path AndroidPlatform_RUN_PATH, if it is set.
 
 find_path(AndroidPlatform_INCLUDE_DIR utils/RefBase.h PATH_SUFFIXES android)
 find_library(AndroidPlatform_utils_LIBRARY utils PATH_SUFFIXES android)
@@ -19,5 +21,9 @@ foreach(library utils log)
     set_target_properties(AndroidPlatform::${library} PROPERTIES
       IMPORTED_LOCATION ${AndroidPlatform_${library}_LIBRARY}
       INTERFACE_INCLUDE_DIRECTORIES ${AndroidPlatform_INCLUDE_DIR})
+    if(AndroidPlatform_RUN_PATH)
+      set_target_properties(AndroidPlatform::${library} PROPERTIES
+        INTERFACE_LINK_OPTIONS LINKER:-rpath,${AndroidPlatform_RUN_PATH})
+    endif()
   endif()
 endforeach()

@@ -17,8 +17,9 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # The libraries are looked for where Debian has them, seen from the sysroot when the program is linked and
 # from the root directory when it runs: it carries no path of the machine that built it.
 set(libraries /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/android)
-set(CMAKE_EXE_LINKER_FLAGS_INIT
-  "-Wl,-rpath,${libraries} -Wl,-rpath-link,${sysroot}${libraries}:${sysroot}/usr/lib/p7zip")
+# Static programs must have no run path: with one, a static PIE of Debian 12's C library crashes at its start.
+set(AndroidPlatform_RUN_PATH ${libraries})
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-rpath-link,${sysroot}${libraries}:${sysroot}/usr/lib/p7zip")
 set(CMAKE_SKIP_RPATH ON)
 
 # For the tests.

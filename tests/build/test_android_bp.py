@@ -13,8 +13,8 @@ PLATFORM = {"AndroidPlatform::log": "liblog", "AndroidPlatform::utils": "libutil
 
 
 def parse_blueprint(text):
-    """Yields the type and the properties of each module. A value is a string or a list of strings, and
-    nothing else is understood."""
+    """Yields the type and the properties of each module. A value is a string, a list of strings or a map of
+    values, and nothing else is understood."""
     tokens = re.findall(r'"(?:[^"\\]|\\.)*"|[\w]+|[^\s\w]', re.sub(r"(?m)^\s*//.*$", "", text))
     tokens.reverse()
 
@@ -28,7 +28,20 @@ def parse_blueprint(text):
             raise AssertionError(f"{token} is no string")
         return re.sub(r"\\(.)", r"\1", token[1:-1])
 
+    def properties():
+        expect("{")
+        found = {}
+        while tokens[-1] != "}":
+            name = tokens.pop()
+            expect(":")
+            found[name] = value()
+            expect(",")
+        tokens.pop()
+        return found
+
     def value():
+        if tokens[-1] == "{":
+            return properties()
         if tokens[-1] != "[":
             return string()
         tokens.pop()
@@ -41,15 +54,7 @@ def parse_blueprint(text):
         return values
 
     while tokens:
-        kind, properties = tokens.pop(), {}
-        expect("{")
-        while tokens[-1] != "}":
-            name = tokens.pop()
-            expect(":")
-            properties[name] = value()
-            expect(",")
-        tokens.pop()
-        yield kind, properties
+        yield tokens.pop(), properties()
 
 
 def module_name(target):
@@ -113,6 +118,12 @@ class AndroidBp(unittest.TestCase):
         [text] = licence["license_text"]
         with open(os.path.join(ROOT, text)) as file:
             self.assertRegex(file.read(), r"^\s+Apache License\n\s+Version 2\.0,")
+
+    def test_branches_are_protected_on_arm64(self):
+        self.assertEqual(self.defaults["tarnwick_defaults"]["arch"],
+                         {"arm64": {"cflags": ["-mbranch-protection=standard"]}})
+        for module in self.modules:
+            self.assertEqual(self.all_of(module, "arch"), ["arm64"], module)
 
     def test_has_the_targets(self):
         self.assertIn("tarnwick", self.targets)

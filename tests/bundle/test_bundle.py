@@ -15,6 +15,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(
 
 import deadline  # noqa: E402
 import elf  # noqa: E402
+import hardening  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUNDLE = os.environ["BUNDLE"]
@@ -80,6 +81,13 @@ class Bundle(unittest.TestCase):
             names.append(os.path.relpath(path, self.folder))
             self.assertEqual(program.relative_run_path(), [], path)
         self.assertLess({"tarnwick", "program/tarnwick", "loader/tarnwick", "lib/libutils.so.0"}, set(names))
+
+    def test_programs_are_hardened(self):
+        self.assertEqual(hardening.missing(elf.Elf(os.path.join(self.folder, "program/tarnwick"))), [])
+        launcher = elf.Elf(self.launcher)
+        self.assertEqual(hardening.missing_of_any(launcher), [])
+        # It has no loader, and its libraries are inside.
+        self.assertEqual((launcher.needed(), launcher.run_path()), ([], []))
 
     def test_every_package_has_its_notice(self):
         with open(os.path.join(self.folder, "packages")) as packages:

@@ -14,6 +14,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(HERE), "support"))
 
 import deadline  # noqa: E402
 import elf  # noqa: E402
+import hardening  # noqa: E402
 from program import PROGRAM, SEPARATOR, TIMING_LINE  # noqa: E402
 
 BUILD = os.path.dirname(os.path.dirname(PROGRAM))
@@ -119,6 +120,9 @@ class BothPackages:
 
     def test_program_looks_for_libraries_in_the_folder_of_the_platform_alone(self):
         self.assertEqual(self.program().run_path(), [f"/usr/lib/{self.LIBRARIES}/android"])
+
+    def test_program_is_hardened(self):
+        self.assertEqual(hardening.missing(self.program()), [])
 
     def test_lintian_says_nothing(self):
         result = run("lintian", "--allow-root", "--fail-on", "warning", self.package)

@@ -9,8 +9,8 @@ import struct
 MACHINES = {62: "x86_64", 183: "aarch64"}
 RELOCATABLE, EXECUTABLE, SHARED = 1, 2, 3
 
-NEEDED, STRTAB, RELA, RELASZ, INIT_ARRAY, RPATH, FLAGS, FINI_ARRAY, RUNPATH, FLAGS_1 = (
-    1, 5, 7, 8, 25, 15, 30, 26, 29, 0x6ffffffb)
+NEEDED, STRTAB, RELA, RELASZ, RPATH, INIT_ARRAY, FINI_ARRAY, INIT_ARRAYSZ, FINI_ARRAYSZ, RUNPATH, FLAGS, FLAGS_1 = (
+    1, 5, 7, 8, 15, 25, 26, 27, 28, 29, 30, 0x6ffffffb)
 BIND_NOW, NOW, PIE = 0x8, 0x1, 0x08000000  # the first is of FLAGS, the others are of FLAGS_1
 LOAD, INTERP, STACK, RELRO = 1, 3, 0x6474e551, 0x6474e552
 EXECUTE = 1
@@ -121,6 +121,9 @@ class Elf:
                 properties = properties[8 + (property_size + 7) // 8 * 8:]
         return found
 
+    def address(self, name):
+        return next(section.address for section in self.sections if section.name == name)
+
     def code(self):
         return self.section(".text")
 
@@ -128,15 +131,11 @@ class Elf:
         """The addresses in .text that its data point to: constructors, virtual functions, callbacks."""
         if not self.dynamic[RELA]:
             return []
-        text = next(section for section in self.sections if section.name == ".text")
+        begin = self.address(".text")
         relocations = self.at(self.dynamic[RELA][0], self.dynamic[RELASZ][0])
         return sorted({addend for _, info, addend in struct.iter_unpack("<QQq", relocations)
                        if info & 0xffffffff == RELATIVE[self.machine]
-                       and text.address <= addend < text.address + text.size})
-
-    def first_of(self, tag):
-        """The first pointer of a table of functions."""
-        return int.from_bytes(self.at(self.dynamic[tag][0], 8), "little")
+                       and begin <= addend < begin + len(self.code())})
 
 
 def programs_below(folder):
