@@ -22,6 +22,8 @@ def main():
     parser.add_argument("--growth", action="store_true",
                         help="measures in place of the rows how cost grows with size, and writes "
                              "docs/performance.md")
+    parser.add_argument("--beside", metavar="FOLDER",
+                        help="measures another build of the program and the benches, too, and compares them")
     parser.add_argument("row", nargs="*", help="a row, or the beginning of its name")
     arguments = parser.parse_args()
     chosen = rows.chosen(arguments.row)
@@ -31,10 +33,13 @@ def main():
         for row in chosen:
             print(f"{row.name:28}{row.title}")
         return
+    if arguments.beside and not os.path.exists(os.path.join(arguments.beside, "bench", "function_benches")):
+        parser.error(f"no program with its benches in {arguments.beside}; bench/README.md says how to build them")
     if arguments.growth:
         growth.draw(short=arguments.short)
         return
-    rows.measure(chosen, short=arguments.short, functions=arguments.functions)
+    beside = arguments.beside and os.path.abspath(arguments.beside)
+    rows.measure(chosen, short=arguments.short, functions=arguments.functions, beside=beside)
 
 
 main()

@@ -1,6 +1,8 @@
 """The rows: what each measures, in which modules, and how results are printed."""
 
 import importlib
+import os
+import statistics
 import time
 
 ALL = []
@@ -71,13 +73,37 @@ def chosen(names):
     return [r for r in ALL if not names or any(r.name.startswith(name) for name in names)]
 
 
-def measure(selected, short, functions):
+def beside_build(row, options, folder):
+    """The results of a row for this build and another one, which take turns round by round."""
+    rounds = Options(options.short, functions=False)
+    rounds.rounds = 1
+    sides = [dict(TARNWICK=os.environ["TARNWICK"], TARNWICK_TOOLS=os.environ["TARNWICK_TOOLS"]),
+             dict(TARNWICK=os.path.join(folder, "tarnwick"), TARNWICK_TOOLS=os.path.join(folder, "bench"))]
+    taken = []
+    for number in range(options.rounds):
+        pair = [None, None]
+        # The first of two has a colder machine.
+        for side in ((0, 1), (1, 0))[number % 2]:
+            os.environ.update(sides[side])
+            pair[side] = list(row.function(rounds))
+        os.environ.update(sides[0])
+        taken.append(pair)
+        if all("instructions" in result.unit for result in pair[0]):
+            break  # they do not change from round to round
+    for number, first in enumerate(taken[0][0]):
+        ours, theirs = ([pair[side][number].ours for pair in taken] for side in (0, 1))
+        yield Result(first.what, first.unit, statistics.median(ours), os.path.basename(os.path.normpath(folder)),
+                     statistics.median(theirs), statistics.median([our / their for our, their in zip(ours, theirs)]),
+                     digits=first.digits)
+
+
+def measure(selected, short, functions, beside=None):
     options = Options(short, functions)
     for r in selected:
         print(f"{r.name}: {r.title}", flush=True)
         start = time.monotonic()
         try:
-            for result in r.function(options):
+            for result in beside_build(r, options, beside) if beside else r.function(options):
                 print(result.text(), flush=True)
         except CannotMeasure as why:
             print(f"  not measured: {why}")
