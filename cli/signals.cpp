@@ -16,7 +16,7 @@
 #include "collector/messages.h"
 #include "collector/signal_set.h"
 #include "collector/stdout_section.h"
-#include "trace/inode_map.h"
+#include "trace/unfinished_file.h"
 
 namespace tarnwick {
 
@@ -77,7 +77,7 @@ void onSignal(int signo) {
   if (signo == SIGUSR1) {
     gSigusr1Seen = 1;
   } else if (signo == SIGINT) {
-    removeUnfinishedInodeMap();
+    abandonUnfinishedFiles();
     if (!gInterruptThreadRuns) {
       _exit(0);
     }

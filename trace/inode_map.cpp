@@ -13,7 +13,6 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
-#include <csignal>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -23,6 +22,7 @@
 #include "collector/stats_collector.h"
 #include "trace/memory_reserve.h"
 #include "trace/mount_table.h"
+#include "trace/unfinished_file.h"
 
 namespace tarnwick {
 
@@ -31,8 +31,6 @@ namespace {
 constexpr const char* kCachePath = "/data/inode.txt";
 // Renamed when it is whole: a later run trusts whatever has the cache's name.
 constexpr const char* kUnfinishedPath = "/data/inode.txt.new";
-
-volatile sig_atomic_t gHasUnfinished = 0;
 
 // A walk of minutes shows that it is alive, to a person at a terminal and to nobody else.
 class Progress {
@@ -230,8 +228,7 @@ Made writeCache(int fd) {
   const bool complete = walkDirectory("/", out);
   const bool written = fflush(out) == 0 && ferror(out) == 0 && fsync(fileno(out)) == 0;
   // Another run that makes the cache has put a file of its own in the place of this one.
-  struct stat status {};
-  const bool named = fstat(fileno(out), &status) == 0 && status.st_nlink != 0;
+  const bool named = hasName(fileno(out));
   if (fclose(out) != 0 || !written || !named) {
     return Made::kFailed;
   }
@@ -259,17 +256,16 @@ void mergeCache(const char* path, InodePaths& paths) {
 // Leaves nothing behind when the cache cannot be written to the end. What an incomplete walk has
 // found goes into the paths alone. Whether there is no need to walk again in this run.
 bool buildCache(InodePaths& paths) {
-  gHasUnfinished = 1;
-  unlink(kUnfinishedPath);
-  const int fd = open(kUnfinishedPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+  const int fd = createUnfinishedFile(kUnfinishedPath);
   const Made made = fd >= 0 ? writeCache(fd) : Made::kFailed;
   if (made == Made::kIncomplete) {
     mergeCache(kUnfinishedPath, paths);
   }
-  if (fd >= 0 && !(made == Made::kWhole && rename(kUnfinishedPath, kCachePath) == 0)) {
-    unlink(kUnfinishedPath);
+  if (made == Made::kWhole) {
+    renameUnfinishedFile(kCachePath);
+  } else {
+    removeUnfinishedFile();
   }
-  gHasUnfinished = 0;
   return made == Made::kIncomplete;
 }
 
@@ -280,12 +276,6 @@ bool walkDirectory(const char* path, FILE* out) {
   Walk walk(out);
   walk.directory(AT_FDCWD, path, walked);
   return walk.isComplete();
-}
-
-void removeUnfinishedInodeMap() {
-  if (gHasUnfinished != 0) {
-    unlink(kUnfinishedPath);
-  }
 }
 
 void loadInodeMap(StatsCollector& collector) {

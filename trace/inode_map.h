@@ -27,8 +27,4 @@ void loadInodeMap(StatsCollector& collector);
 // mounted yet.
 bool walkDirectory(const char* path, FILE* out);
 
-// Removes a cache that is being made, before the process ends without finishing it.
-// Async-signal-safe.
-void removeUnfinishedInodeMap();
-
 }  // namespace tarnwick

@@ -11,9 +11,9 @@
 #include <new>
 #include <string_view>
 
-#include "trace/inode_map.h"
 #include "trace/lock.h"
 #include "trace/trace_state.h"
+#include "trace/unfinished_file.h"
 
 namespace tarnwick {
 
@@ -50,7 +50,7 @@ bool giveBack() {
   if (fd >= 0) {
     static_cast<void>(write(fd, "0", 1) == 0);
   }
-  removeUnfinishedInodeMap();
+  abandonUnfinishedFiles();
   if (ftrylockfile(stdout) == 0) {
     fflush(stdout);
   }

@@ -361,6 +361,13 @@ class Unfinished(InodeCacheTest):
         self.assertEqual(self.left(), [CACHE])
         self.assertFalse(os.path.islink(self.device.path(CACHE)))
 
+    def test_link_to_nothing_is_replaced(self):
+        os.symlink("/data/nothing", self.device.path(CACHE))
+        self.walk()
+        self.assertEqual(self.left(), [CACHE])
+        self.assertFalse(os.path.islink(self.device.path(CACHE)))
+        self.assertNotIn("/data/nothing", self.paths())
+
     def test_only_its_owner_may_write_the_cache(self):
         self.walk("umask 0")
         self.assertEqual(stat.S_IMODE(os.stat(self.device.path(CACHE)).st_mode) & ~0o644, 0)

@@ -2,10 +2,11 @@
 
 import os
 import re
+import signal
 import subprocess
 import tempfile
 
-from trace_device import STAY, TraceTest, sched
+from trace_device import STAY, TRACE, UNFINISHED_TRACE, TraceTest, sched
 from deadline import wait_for
 from program import NEEDS_PIPES, SEPARATOR
 from strace_log import calls_of
@@ -461,16 +462,18 @@ class Interrupt(ControlTest):
 
     def test_while_the_trace_is_written(self):
         self.task(7, 7, "p")
-        self.hold("/data/trace.txt")
+        self.device.write(TRACE, "old")
         with self.start("--enter", "--systrace") as program:
             program.wait_until_waiting()
             self.send(sched("wait", 7, "p", 5))
-            workers = [task for task in os.listdir(f"/proc/{program.pid}/task")
-                       if task != str(program.pid)]
+            self.settle()
+            # Time for the interrupt, which comes first when the program runs on.
+            self.inject(program, "pipe_thread", "write:signal=STOP:when=1", "/rename:delay_enter=2000000")
             program.type("\n")
-
-            def writes():
-                left = os.listdir(f"/proc/{program.pid}/task")
-                return any(self.is_held(program.pid, task) for task in workers if task in left)
-            wait_for(writes, "the file is opened")
+            wait_for(lambda: program.state() == "T", "the program stands still")
+            self.assertTrue(os.path.exists(self.device.path(UNFINISHED_TRACE)))
+            program.send(signal.SIGINT)
+            program.send(signal.SIGCONT)
             self.interrupt(program)
+        self.assertEqual(self.records(), "old")
+        self.assertFalse(os.path.lexists(self.device.path(UNFINISHED_TRACE)))

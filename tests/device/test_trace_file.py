@@ -1,10 +1,14 @@
 """What the trace holds that it should not, and a /data that does not take its file."""
 
-import fcntl
+import contextlib
 import os
 import random
+import signal
+import stat
 
-from trace_device import TraceTest, sched
+from inode_cache import shell
+from trace_device import TRACE, UNFINISHED_TRACE, TraceTest, sched
+from deadline import wait_for, wait_for_end
 
 RECORD = ("time=35.993756 tag=nr duration={} cpu=1 tgid=7 tgid_name=p tid={} tid_name={} name=wait\n")
 NOT_WRITTEN = "(?m)^tarnwick: trace: {} records not written to /data/trace.txt: {}$"
@@ -80,8 +84,10 @@ class BadLines(TraceTest):
             [RECORD.format(value, 7, "p") for value in (1, 2, 12, 3)])
 
 
-class DataFolder(TraceTest):
-    """Whatever becomes of the file, the report prints."""
+class FileTest(TraceTest):
+    def setUp(self):
+        super().setUp()
+        self.task(7, 7, "p")
 
     def measure_in(self, setup, *options):
         """The output of a measurement behind these commands, which see the device."""
@@ -96,9 +102,24 @@ class DataFolder(TraceTest):
         self.wait_until_all_have_ended()
         return output
 
-    def setUp(self):
-        super().setUp()
-        self.task(7, 7, "p")
+    @contextlib.contextmanager
+    def measured(self, faults=None):
+        """A program that ends its measurement of 200 events. Calls that the trace's reader makes then can fail."""
+        with self.start("--enter", "--systrace") as program:
+            program.wait_until_waiting()
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(200)))
+            self.settle()
+            if faults:
+                self.inject(program, "pipe_thread", faults)
+            program.type("\n")
+            yield program
+
+    def left(self):
+        return [path for path in (TRACE, UNFINISHED_TRACE) if os.path.lexists(self.device.path(path))]
+
+
+class DataFolder(FileTest):
+    """Whatever becomes of the file, the report prints."""
 
     def test_folder_is_missing(self):
         for option in ("--systrace", "--block-dump"):
@@ -141,17 +162,28 @@ class DataFolder(TraceTest):
             self.assertEqual(program.errors().count("not written"), 1)
 
     def test_writes_of_the_file_that_are_short(self):
-        os.mkfifo(self.device.path("/data/trace.txt"))
-        reader = os.open(self.device.path("/data/trace.txt"), os.O_RDONLY | os.O_NONBLOCK)
-        self.addCleanup(os.close, reader)
-        fcntl.fcntl(reader, fcntl.F_SETPIPE_SZ, 4096)
-        with self.start("--enter", "--systrace") as program:
-            program.wait_until_waiting()
-            self.send(*(sched("wait", 7, "p", number + 1) for number in range(1000)))
-            program.type("\n")
-            self.assertEqual(program.read_bit_by_bit(reader),
-                             "".join(RECORD.format(number + 1, 7, "p") for number in range(1000)))
-            program.finish()
+        # The last trace leaves room for a part of a block. It is removed for the rest.
+        fill = ("mount -t tmpfs -o size=96k tmpfs /data && "
+                "dd if=/dev/zero of=/data/trace.txt bs=1k count=64 status=none")
+        with self.start("--sig", "--systrace", prefix=shell(fill)) as program:
+            program.toggle()
+            self.send(*(sched("wait", 7, "p", number + 1) for number in range(600)))
+            program.toggle()
+            with open(f"/proc/{program.pid}/root{TRACE}") as file:
+                self.assertEqual(file.read(), "".join(RECORD.format(number + 1, 7, "p") for number in range(600)))
+            program.interrupt()
+            self.assertNotIn("not written", program.errors())
+
+    def test_folder_has_no_room_for_another_name(self):
+        # Of two inodes the folder has one.
+        with self.start("--sig", "--systrace",
+                        prefix=shell("mount -t tmpfs -o nr_inodes=2 tmpfs /data && echo old >/data/trace.txt")) as program:
+            program.toggle()
+            self.send(sched("wait", 7, "p", 5))
+            program.toggle()
+            with open(f"/proc/{program.pid}/root{TRACE}") as file:
+                self.assertEqual(file.read(), RECORD.format(5, 7, "p"))
+            program.interrupt()
 
     def test_file_is_closed(self):
         with self.start("--sig", "--systrace") as program:
@@ -174,18 +206,120 @@ class DataFolder(TraceTest):
             self.assertNotIn("not written", program.errors())
         self.assertEqual(len(self.records().splitlines()), 1000)
 
-    def test_disk_is_full(self):
-        os.symlink("/dev/full", self.device.path("/data/trace.txt"))
-        output = self.measure_in("true", "--systrace")
-        self.assertRegex(self.errors, NOT_WRITTEN.format(200, "No space left on device"))
-        self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", output)
+    def test_write_that_fails(self):
+        with self.measured(faults="write:error=EIO") as program:
+            self.assertIn("Writing output to trace.txt...\nDone writing output to trace.txt...\n", program.finish())
+            self.assertRegex(program.errors(), NOT_WRITTEN.format(200, "Input/output error"))
+        self.assertEqual((self.left(), self.records()), ([TRACE], ""))
 
     def test_file_is_a_folder(self):
-        os.mkdir(self.device.path("/data/trace.txt"))
+        os.mkdir(self.device.path(TRACE))
         self.assertNotIn("trace.txt", self.measure_in("true", "--systrace"))
         self.assertNotIn("trace.txt", self.errors)
+        self.assertEqual(self.left(), [TRACE])
 
     def test_file_that_is_there_is_replaced(self):
         self.device.write("/data/trace.txt", "x" * 1000000)
         self.trace(sched("wait", 7, "p", 5))
         self.assertEqual(self.records(), RECORD.format(5, 7, "p"))
+
+
+class Replaced(FileTest):
+    """Something has the file's name, or the name that it has while it is written."""
+
+    RECORDS = "".join(RECORD.format(number + 1, 7, "p") for number in range(200))
+
+    def write_victim(self):
+        self.device.write("/data/victim", "untouched")
+        return self.device.path("/data/victim")
+
+    def check_replaced(self):
+        """The trace is a new file, like those that the program creates, and the report is printed."""
+        with self.measured() as program:
+            self.assertIn("body_temp=", program.finish())
+            self.assertNotIn("tarnwick", program.errors())
+        self.assertEqual((self.left(), self.records()), ([TRACE], self.RECORDS))
+        status = os.lstat(self.device.path(TRACE))
+        umask = os.umask(0)
+        os.umask(umask)
+        self.assertEqual((status.st_mode, status.st_uid, status.st_nlink),
+                         (stat.S_IFREG | 0o644 & ~umask, os.geteuid(), 1))
+
+    def test_fifo(self):
+        os.mkfifo(self.device.path(TRACE))
+        self.check_replaced()
+
+    def test_link(self):
+        os.symlink(self.write_victim(), self.device.path(TRACE))
+        self.check_replaced()
+        self.assertEqual(self.device.read("/data/victim"), "untouched")
+
+    def test_link_to_nothing(self):
+        os.symlink("/data/nothing", self.device.path(TRACE))
+        self.check_replaced()
+        self.assertFalse(os.path.lexists(self.device.path("/data/nothing")))
+
+    def test_hard_link(self):
+        os.link(self.write_victim(), self.device.path(TRACE))
+        self.check_replaced()
+        self.assertEqual(self.device.read("/data/victim"), "untouched")
+
+    def test_file_of_another_user(self):
+        self.device.write(TRACE, "old")
+        os.chmod(self.device.path(TRACE), 0o666)
+        if os.geteuid() == 0:
+            os.chown(self.device.path(TRACE), 1234, 1234)
+        self.check_replaced()
+
+    def test_whoever_has_the_old_file_open_keeps_it(self):
+        self.device.write(TRACE, "old")
+        with open(self.device.path(TRACE)) as old:
+            self.check_replaced()
+            self.assertEqual(old.read(), "old")
+
+    def test_unfinished_file_of_a_run_that_was_killed(self):
+        self.device.write(UNFINISHED_TRACE, "x" * 100000)
+        self.check_replaced()
+
+    def test_planted_link(self):
+        os.symlink(self.write_victim(), self.device.path(UNFINISHED_TRACE))
+        self.check_replaced()
+        self.assertEqual(self.device.read("/data/victim"), "untouched")
+
+    def test_folder_has_the_unfinished_name(self):
+        self.device.write(TRACE, "old")
+        os.mkdir(self.device.path(UNFINISHED_TRACE))
+        output = self.measure_in("true", "--systrace")
+        self.assertNotIn("trace.txt", output + self.errors)
+        self.assertEqual(self.records(), "old")
+
+    def test_mounted_file_cannot_be_replaced(self):
+        self.device.write(TRACE, "old")
+        self.measure_in(f"mount --bind {TRACE} {TRACE}", "--systrace")
+        self.assertRegex(self.errors, NOT_WRITTEN.format(200, "Device or resource busy"))
+        self.assertEqual((self.left(), self.records()), ([TRACE], "old"))
+
+    def test_rename_that_fails(self):
+        self.device.write(TRACE, "old")
+        with self.measured(faults="/rename:error=EIO") as program:
+            self.assertIn("body_temp=", program.finish())
+            self.assertRegex(program.errors(), NOT_WRITTEN.format(200, "Input/output error"))
+        self.assertEqual((self.left(), self.records()), ([TRACE], "old"))
+
+    def test_file_of_another_run_does_not_become_the_trace(self):
+        self.device.write(TRACE, "old")
+        with self.measured(faults="write:signal=STOP:when=1") as program:
+            wait_for(lambda: program.state() == "T", "the program stands still")
+            self.device.write(UNFINISHED_TRACE, "of another run")
+            program.send(signal.SIGCONT)
+            program.finish()
+            self.assertRegex(program.errors(), NOT_WRITTEN.format(200, "No such file or directory"))
+        self.assertEqual((self.left(), self.records()), ([TRACE], "old"))
+
+    def test_kill_before_the_file_is_finished(self):
+        self.device.write(TRACE, "old")
+        with self.measured(faults="write:signal=KILL") as program:
+            wait_for_end(program.process, "the program ends")
+        self.wait_until_all_have_ended()
+        self.assertEqual((self.left(), self.records()), ([TRACE, UNFINISHED_TRACE], "old"))
+        self.check_replaced()

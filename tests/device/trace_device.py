@@ -11,6 +11,9 @@ from deadline import wait_for
 from program import SYSTEM_CALLS
 from tracing import CONTROLS, TRACING
 
+TRACE = "/data/trace.txt"
+UNFINISHED_TRACE = "/data/trace.txt.new"
+
 # Every tool logs its arguments. A logcat prints what stands in /data/log and then stays; busybox ends it.
 TOOL = """#!/bin/sh
 {{ printf '[%s]' {name} "$@"; echo; }} >> /data/calls
@@ -184,7 +187,7 @@ class TraceTest(DeviceTest):
                 return False  # closed in the meantime
         wait_for(lambda: any(map(is_pipe, os.listdir(f"/proc/{program.pid}/fd"))), "the pipe is open")
 
-    def inject(self, program, thread, fault):
+    def inject(self, program, thread, *faults):
         """From now on strace makes calls of the thread with this name fail."""
         tasks = f"/proc/{program.pid}/task"
 
@@ -192,7 +195,8 @@ class TraceTest(DeviceTest):
             with open(f"{tasks}/{task}/{file}") as text:
                 return text.read()
         task = next(task for task in os.listdir(tasks) if read(task, "comm") == thread + "\n")
-        tracer = subprocess.Popen(["strace", "-q", "-o", "/dev/null", "-e", f"inject={fault}", "-p", task])
+        tracer = subprocess.Popen(["strace", "-q", "-o", "/dev/null", "-p", task,
+                                   *(word for fault in faults for word in ("-e", f"inject={fault}"))])
         self.addCleanup(tracer.wait)
         self.addCleanup(tracer.kill)
         wait_for(lambda: "\nTracerPid:\t0\n" not in read(task, "status"), "strace has the thread")
@@ -206,4 +210,4 @@ class TraceTest(DeviceTest):
             return program.finish()
 
     def records(self):
-        return self.device.read("/data/trace.txt")
+        return self.device.read(TRACE)

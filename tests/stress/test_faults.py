@@ -15,6 +15,7 @@ from inode_cache import CACHE, UNFINISHED
 from modes import MODES, PARANOID, ModeTest
 from program import HAS_SANITIZER, NEEDS_PIPES, SEPARATOR, mask_times
 from strace_log import calls_of
+from trace_device import UNFINISHED_TRACE
 from tracing import TRACING
 
 ERRORS = {
@@ -107,6 +108,7 @@ class Faults(ModeTest):
             self.assertEqual(reasons > 0, fatal, "a reason for the end")
         if os.path.exists(self.device.path("/data/trace.txt")):
             self.assertLessEqual(set(self.records().splitlines(keepends=True)), {RECORD})
+        self.assertFalse(os.path.lexists(self.device.path(UNFINISHED_TRACE)))
         if mode == "walk":
             self.check_cache(call)
         self.wait_until_all_have_ended()

@@ -9,9 +9,9 @@ import stat
 from extent import figure, some
 from deadline import wait_for_end
 from inode_cache import CACHE, FEW_FILES, UNFINISHED, InodeCacheTest, shell
-from trace_device import STAY, TraceTest, sched
+from trace_device import STAY, TRACE, UNFINISHED_TRACE, TraceTest, sched
 
-OURS = {CACHE, UNFINISHED, "/data/trace.txt"}
+OURS = {CACHE, UNFINISHED, TRACE, UNFINISHED_TRACE}
 # Of the scripts in place of the tools, and of the sanitizers, one of which has others in /tmp.
 THEIRS = {"/data/calls", "/data/logcat-pid", "/dev/null"}
 
@@ -41,9 +41,10 @@ class Created(TraceTest):
                     if ("O_CREAT" in call or not re.search(r" open(at)?\(", call)) and "(" in call:
                         created.update(re.findall(r'"(.*?)"', call))
         self.assertEqual({path for path in created - THEIRS if not path.startswith("/tmp/tsan.")}, OURS)
-        for path in (CACHE, "/data/trace.txt"):
+        for path in (CACHE, TRACE):
             self.assertEqual(stat.S_IMODE(os.stat(self.device.path(path)).st_mode), 0o644, path)
-        self.assertFalse(os.path.lexists(self.device.path(UNFINISHED)))
+        for path in (UNFINISHED, UNFINISHED_TRACE):
+            self.assertFalse(os.path.lexists(self.device.path(path)))
 
 
 class Killed(InodeCacheTest):

@@ -12,7 +12,7 @@ from harness import IDLE_CPUS, IDLE_SYSTEM, TIMES
 from deadline import Deadline, wait_for
 from program import HOLDS_SIGNALS_BACK, SEPARATOR, mask_times
 from inode_cache import CACHE, UNFINISHED
-from trace_device import STAY, TraceTest
+from trace_device import STAY, UNFINISHED_TRACE, TraceTest
 
 PROCESSES = range(1000, 1020)
 # No process has used CPU time, so a report that is measured against nothing is the same.
@@ -192,7 +192,8 @@ class Interrupt(SignalTest):
                     output = mask_times(program.interrupt())
                 self.assertEqual(output, (cycle * (1 + len(output) // len(cycle)))[:len(output)])
                 self.wait_until_all_have_ended()
-                self.assertFalse(os.path.lexists(self.device.path(UNFINISHED)))
+                for path in (UNFINISHED, UNFINISHED_TRACE):
+                    self.assertFalse(os.path.lexists(self.device.path(path)))
                 sleeps.append(self.ms_of_sleep())
         self.figure("the program (SIGINT)", times)
         self.figure("sleep(1) (SIGTERM), for comparison", sleeps)

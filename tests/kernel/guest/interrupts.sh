@@ -58,20 +58,6 @@ wait_for "the interrupt" grep -q '^State:.Z' "/proc/$PID/status"
 echo THAWED >/mnt/freezer/reader/freezer.state
 finish drain
 
-# In the stop while it writes the trace, to where nobody reads yet.
-start writing --stdout --sig --systrace
-toggle
-rm -f /data/trace.txt
-mkfifo /data/trace.txt
-kill -USR1 "$PID"
-opens() {
-  cat "/proc/$PID"/task/*/wchan | grep -q wait_for_partner
-}
-wait_for "the writing" opens
-kill -INT "$PID"
-finish writing
-rm /data/trace.txt
-
 # What an interrupt has left switched on is switched off by the next one that traces.
 start left --stdout --sig --systrace
 toggle
