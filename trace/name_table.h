@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <string>
@@ -19,6 +20,7 @@ class NameTable {
 
   Id idOf(std::string_view name);
   const std::string& name(Id id) const { return names_[id]; }
+  size_t size() const { return names_.size(); }
 
   // Forgets all names but the empty one; ids given so far mean nothing any more.
   void clear();

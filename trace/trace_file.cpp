@@ -6,10 +6,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <iterator>
+#include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
+
+#include "sysstat/control_characters.h"
 
 namespace tarnwick {
 
@@ -96,7 +101,6 @@ class LineBuffer {
     }
     const size_t taken = length_ == 0 ? 0 : out_({buffer_.data(), length_});
     failed_ = taken < length_;
-    // Not a count of newlines: names may hold some.
     const auto whole = std::upper_bound(lineEnds_.begin(), lineEnds_.end(), taken);
     written_.records += static_cast<uint64_t>(whole - lineEnds_.begin());
     written_.bytes += whole == lineEnds_.begin() ? 0 : *std::prev(whole);
@@ -112,22 +116,45 @@ class LineBuffer {
   WrittenRecords written_;
 };
 
+// The names of a table as the file has them, by id.
+class PrintedNames {
+ public:
+  explicit PrintedNames(const NameTable& names) {
+    names_.reserve(names.size());
+    for (NameTable::Id id = 0; id < names.size(); ++id) {
+      const std::string& name = names.name(id);
+      std::string printed = name;
+      replaceControlCharacters(printed);
+      if (printed == name) {
+        names_.emplace_back(name);
+      } else {
+        names_.emplace_back(changed_.emplace_back(std::move(printed)));
+      }
+    }
+  }
+
+  std::string_view name(NameTable::Id id) const { return names_[id]; }
+
+ private:
+  std::vector<std::string_view> names_;
+  std::deque<std::string> changed_;
+};
+
 // What the lines of a thread have in common.
 struct Thread {
   int32_t tgid;
-  std::string_view tgidName;
+  std::string tgidName;
   std::string_view tidName;
 };
 
 class TraceFileWriter {
  public:
   TraceFileWriter(const TraceNames& names, const TraceFileOutput& out)
-      : names_(names), line_(out) {}
+      : names_(names), eventNames_(names.names), kpiNames_(names.kpiNames), line_(out) {}
 
   void write(const TraceRecord& record) {
     if (record.kind == TraceRecordKind::kKpi) {
-      static constexpr Thread kKpi = {0, "kpi", "kpi"};
-      write(record, kKpi, "nr", names_.kpiNames.name(record.name));
+      write(record, kpi_, "nr", kpiNames_.name(record.name));
       return;
     }
     const Thread& thread = threadOf(record.tid);
@@ -140,8 +167,7 @@ class TraceFileWriter {
         break;
       default:
         write(record, thread, "r",
-              thread.tgid == record.tid ? thread.tgidName
-                                        : std::string_view(names_.names.name(record.name)));
+              thread.tgid == record.tid ? thread.tgidName : eventNames_.name(record.name));
     }
   }
 
@@ -154,9 +180,9 @@ class TraceFileWriter {
       return known->second;
     }
     const int32_t tgid = names_.tidToTgid[tid];
-    return threads_
-        .emplace(tid, Thread{tgid, names_.tgidNames[tgid], names_.names.name(names_.tidNames[tid])})
-        .first->second;
+    Thread thread{tgid, names_.tgidNames[tgid], eventNames_.name(names_.tidNames[tid])};
+    replaceControlCharacters(thread.tgidName);
+    return threads_.emplace(tid, std::move(thread)).first->second;
   }
 
   void write(const TraceRecord& record, const Thread& thread, std::string_view tag,
@@ -187,6 +213,9 @@ class TraceFileWriter {
   }
 
   const TraceNames& names_;
+  const PrintedNames eventNames_;
+  const PrintedNames kpiNames_;
+  const Thread kpi_{0, "kpi", "kpi"};
   LineBuffer line_;
   std::unordered_map<int32_t, Thread> threads_;
 };

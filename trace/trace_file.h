@@ -37,8 +37,9 @@ struct WrittenRecords {
 //
 // A process that was about to be named when its event came has the name that it got later, or none.
 // The main thread's run time is named after its process. The thread's name is the last one that the
-// trace gave it. Ids that the maps lack are added to them, as 0 or with an empty name. Nothing is
-// written after the first bytes that `out` did not take.
+// trace gave it. Control characters of all names are written as '?': a newline would begin a record
+// of the name's own. Ids that the maps lack are added to them, as 0 or with an empty name. Nothing
+// is written after the first bytes that `out` did not take.
 WrittenRecords writeTraceRecords(const TraceRecordList& records, const TraceNames& names,
                                  const TraceFileOutput& out);
 

@@ -84,6 +84,26 @@ class BadLines(TraceTest):
             [RECORD.format(value, 7, "p") for value in (1, 2, 12, 3)])
 
 
+class Names(TraceTest):
+    """They hold what their processes want, and forge no record."""
+
+    def test_newline_and_escape(self):
+        self.task(7, 7, "p\ntime=1")
+        self.task(8, 7, "\x1b[2J")
+        self.device.write("/proc/7/comm", "p\ntime=1\n")
+        self.log("11-20 16:41:43.123  1234  1250 I KPI-R2K-\x1b[A: 5000\n")
+        with self.start("--enter", "--systrace") as program:
+            self.wait_until_logged()
+            self.send(sched("wait", 7, "t\x7f\tu", 5), sched("wait", 8, "\x1b[2J", 6))
+            self.settle()
+            program.type("\n")
+            program.finish()
+        self.assertEqual(sorted(self.records().splitlines()), [
+            "time=35.993756 tag=nr duration=5 cpu=1 tgid=7 tgid_name=p?time=1 tid=7 tid_name=t??u name=wait",
+            "time=35.993756 tag=nr duration=6 cpu=1 tgid=7 tgid_name=p?time=1 tid=8 tid_name=?[2J name=wait",
+            "time=5.000000 tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid=0 tid_name=kpi name=KPI-R2K-?[A"])
+
+
 class FileTest(TraceTest):
     def setUp(self):
         super().setUp()

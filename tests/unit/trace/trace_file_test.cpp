@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <limits>
 #include <map>
 #include <random>
@@ -380,6 +381,10 @@ struct PlainMeasurement {
         record.tidName = tidNames[record.tid];
       }
       char line[1024];
+      for (std::string* name : {&record.tgidName, &record.tidName, &record.name}) {
+        std::replace_if(
+            name->begin(), name->end(), [](char c) { return iscntrl(c) != 0; }, '?');
+      }
       snprintf(line, sizeof(line),
                "time=%.6lf tag=%s duration=%ld cpu=%d tgid=%d tgid_name=%s tid=%d tid_name=%s "
                "name=%s\n",
@@ -435,7 +440,7 @@ class RandomMeasurement {
       return known->second;
     }
     auto name =
-        oneOf<std::string>({"re-initialized>", "com.example", "sh", "my app", "init", "logcat"});
+        oneOf<std::string>({"re-initialized>", "com.example", "sh", "my app", "init", "lo\ngcat"});
     if (name != "re-initialized>") {
       plain.tgidNames[tgid] = compact.tgidNames[tgid] = name;
     }
@@ -444,7 +449,8 @@ class RandomMeasurement {
 
   std::string threadName() {
     return oneOf<std::string>({"main", "blank", "Binder:1_2", "my app-7 [x]", "sh", " ",
-                               "re-initialized>", std::string(79, 'k')});
+                               "re-initialized>", "a\x1b[2Jb\x7f", "a?[2Jb?",
+                               std::string(79, 'k')});
   }
   double time() {
     // Among them such as lie half between two numbers of six digits.
@@ -491,7 +497,7 @@ class RandomMeasurement {
 
   void addKpi() {
     const auto tid = static_cast<int32_t>(below(kIds));
-    const auto tag = oneOf<std::string>({"KPI-R2K-AT-1", "KPI-R2K-ZY-6", "", "main"});
+    const auto tag = oneOf<std::string>({"KPI-R2K-AT-1", "KPI-R2K-\x1bZY-6", "", "main"});
     compact.addKpi(tid, tag);
     plain.records.push_back({.time = 5,
                              .tag = "nr",
@@ -570,6 +576,20 @@ TEST(TraceFile, FullOutputOfManyBlocksKeepsWholeLines) {
     EXPECT_EQ(written.records, room / length);
     EXPECT_EQ(written.bytes, room / length * length);
   }
+}
+
+TEST(TraceFile, NewlineInANameForgesNoRecord) {
+  Measurement measurement;
+  measurement.add(TraceRecordKind::kRuntime, 7, "p\ntime=1", 7, "t");
+  measurement.add(TraceRecordKind::kRuntime, 7, "p\ntime=1", 8, "t\ntime=2");
+  measurement.addKpi(0, "KPI-R2K-\x1b[A");
+  EXPECT_EQ(measurement.written(),
+            "time=1.500000 tag=r duration=500 cpu=2 tgid=7 tgid_name=p?time=1 tid=7 tid_name=t "
+            "name=p?time=1\n"
+            "time=1.500000 tag=r duration=500 cpu=2 tgid=7 tgid_name=p?time=1 tid=8 "
+            "tid_name=t?time=2 name=t?time=2\n"
+            "time=5.000000 tag=nr duration=1000000 cpu=0 tgid=0 tgid_name=kpi tid=0 tid_name=kpi "
+            "name=KPI-R2K-?[A\n");
 }
 
 TEST(TraceFile, NewlineInANameEndsNoLine) {
