@@ -33,6 +33,7 @@ int main(int argc, char** argv) {
 
   auto collector = std::make_unique<StatsCollector>();
   collector->useStdout = gOptions.useStdout;
+  collector->stdoutIsTerminal = isatty(STDOUT_FILENO) == 1;
   collector->blockDump = gOptions.blockDump;
   collector->systrace = gOptions.systrace;
   collector->procCpu = gOptions.procCpu;

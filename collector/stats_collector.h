@@ -8,6 +8,7 @@
 #include <pthread.h>
 
 #include <array>
+#include <cstdarg>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -56,8 +57,8 @@ class StatsCollector final : public ReportSink {
   void endSample();
 
   // Report text: to standard output as it is, or as one record of the system log with the tag
-  // "Tarnwick" and the priority of an error, cut at 1023 characters without a mark. Failures are
-  // ignored.
+  // "Tarnwick" and the priority of an error, cut at 1023 characters without a mark. On a terminal
+  // control characters are shown as '?', but for newline and tab. Failures are ignored.
   int output(const char* format, ...) override __attribute__((format(printf, 2, 3)));
 
   // Reads a kernel file with one open, one read and one close into a buffer that is zeroed first.
@@ -101,6 +102,7 @@ class StatsCollector final : public ReportSink {
 
   // Options.
   bool useStdout = false;
+  bool stdoutIsTerminal = false;
   bool blockDump = false;
   bool systrace = false;
   bool procCpu = true;
@@ -174,6 +176,8 @@ class StatsCollector final : public ReportSink {
  private:
   // Reads and closes a file that was just opened, of the path `folder` + `name`.
   int64_t readOnce(int fd, const char* folder, const char* name, std::span<char> buffer);
+  static int printToTerminal(const char* format, va_list arguments)
+      __attribute__((format(printf, 1, 0)));
   void printReport();
   void printMemoryReport();
   void printNetworkReport();

@@ -74,6 +74,12 @@ TEST_F(LogOutput, doesNotReachStandardOutput) {
   EXPECT_EQ(captureStdout([this] { collector_.output("line\n"); }), "");
 }
 
+TEST_F(LogOutput, KeepsControlCharacters) {
+  collector_.stdoutIsTerminal = true;
+  collector_.output("%s\n", "\x1b[2J");
+  EXPECT_EQ(logText(), "\x1b[2J\n");
+}
+
 class StdoutOutput : public testing::Test {
  protected:
   StdoutOutput() {
@@ -92,6 +98,28 @@ TEST_F(StdoutOutput, isTheFormattedTextAlone) {
 TEST_F(StdoutOutput, of2000CharactersIsWhole) {
   const std::string line(2000, 'x');
   EXPECT_EQ(captureStdout([&] { collector_.output("%s", line.c_str()); }), line);
+}
+
+TEST_F(StdoutOutput, KeepsControlCharacters) {
+  EXPECT_EQ(captureStdout([this] { collector_.output("%s\n", "\x1b[2J\r\x7f\xc2\x9b"); }),
+            "\x1b[2J\r\x7f\xc2\x9b\n");
+}
+
+TEST_F(StdoutOutput, OnATerminalReplacesControlCharacters) {
+  collector_.stdoutIsTerminal = true;
+  EXPECT_EQ(captureStdout([this] { collector_.output("%s\t%d\n", "\x1b[2J\r\x7f\xc3\xa9", 7); }),
+            "?[2J??\xc3\xa9\t7\n");
+}
+
+TEST_F(StdoutOutput, OnATerminalIsWhole) {
+  collector_.stdoutIsTerminal = true;
+  const std::string line(5000, 'x');
+  EXPECT_EQ(captureStdout([&] { collector_.output("%s", line.c_str()); }), line);
+}
+
+TEST_F(StdoutOutput, OnATerminalReturnsTheLength) {
+  collector_.stdoutIsTerminal = true;
+  captureStdout([this] { EXPECT_EQ(collector_.output("%s\n", "\xc2\x9b"), 3); });
 }
 
 TEST_F(StdoutOutput, doesNotReachTheLog) {
