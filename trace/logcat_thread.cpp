@@ -6,6 +6,8 @@
 #include <csignal>
 #include <cstdio>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "collector/end_process.h"
 #include "collector/messages.h"
@@ -13,6 +15,7 @@
 #include "proc/find_process.h"
 #include "trace/kpi_line.h"
 #include "trace/lock.h"
+#include "trace/process_handle.h"
 #include "trace/shell_command.h"
 #include "trace/stream_reader.h"
 #include "trace/trace_control.h"
@@ -27,6 +30,8 @@ constexpr const char* kLogcat =
     "logcat -v threadtime -b main *:s KPI-R2K-ID-2 KPI-R2K-ZY-6 KPI-R2K-AT-1 KPI-R2K-AT-5 "
     "KPI-R2K-AT-6 KPI-R2K-AMS-1 KPI-R2K-AMS-6 KPI-R2K-AMS-8 KPI-R2K-WMS-2 KPI-R2K-WMS-3 "
     "KPI-R2K-WMS-5 KPI-R2K-WMS-6";
+
+constexpr std::string_view kLogcatName = "logcat";
 
 // How long the fallback may take to end the tool before it is ended itself.
 constexpr std::chrono::milliseconds kFallbackTimeout{2000};
@@ -74,23 +79,32 @@ void takeLine(std::string_view line) {
   TraceAppender().append(record);
 }
 
-// The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id.
-void endLogcat() {
-  int32_t logcat = -1;
-  {
-    const Lock lock(gTgidNamesMutex);
-    for (const auto& [tgid, name] : gTgidNames) {
-      if (name == "logcat") {
-        logcat = tgid;
-        break;
-      }
+// The processes that the trace has seen under the tool's name, the lowest id first.
+std::vector<pid_t> tracedLogcats() {
+  std::vector<pid_t> pids;
+  const Lock lock(gTgidNamesMutex);
+  for (const auto& [tgid, name] : gTgidNames) {
+    if (name == kLogcatName) {
+      pids.push_back(tgid);
     }
   }
-  if (logcat != -1) {
-    postMessage("Killing logcat process " + std::to_string(logcat));
-    kill(logcat, SIGKILL);
-  } else {
+  return pids;
+}
+
+// The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id. So
+// is the one that cleared the log; it has ended, and another process can have its id.
+void endLogcat() {
+  const std::vector<pid_t> pids = tracedLogcats();
+  if (pids.empty()) {
     ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kFallbackTimeout);
+  }
+  for (const pid_t pid : pids) {
+    const ProcessHandle process(pid);
+    if (process.isNamed(kLogcatName)) {
+      postMessage("Killing logcat process " + std::to_string(pid));
+      process.kill();
+      return;
+    }
   }
 }
 

@@ -224,14 +224,17 @@ class Commands(LogTest):
         self.addCleanup(process.kill)
         return process
 
-    def kill_seen(self, *processes):
-        """A measurement whose trace names these processes, as (id, name)."""
+    def kill_seen(self, *processes, then=lambda: None, strace=()):
+        """A measurement whose trace names these processes, as (id, name). Strace can look at the log's thread."""
         with self.start("--enter", "--systrace") as program:
             self.wait_until_logged()
             for pid, name in processes:
                 self.task(pid, pid, name)
                 self.send(sched("wait", pid, "x", 5))
             self.settle()
+            then()
+            if strace:
+                self.attach_strace(program, "logcat_thread", *strace)
             program.type("\n")
             output = program.finish()
         self.wait_until_all_have_ended()
@@ -262,6 +265,55 @@ class Commands(LogTest):
         self.assertIn(KILLING.format(first.pid), output)
         self.assertEqual(wait_for_end(first), -signal.SIGKILL)
         self.assertEqual([process.poll() for process in (other, second)], [None, None])
+
+    def test_lowest_that_still_is_logcat_is_killed(self):
+        other, logcat = sorted((self.sleeper() for _ in range(2)), key=lambda each: each.pid)
+        output = self.kill_seen((other.pid, "logcat"), (logcat.pid, "logcat"),
+                                then=lambda: self.device.write(f"/proc/{other.pid}/comm", "system_server\n"))
+        self.assertEqual(re.findall("Killing.*\n", output), [KILLING.format(logcat.pid)])
+        self.assertEqual(wait_for_end(logcat), -signal.SIGKILL)
+        self.assertIsNone(other.poll())
+
+    def test_process_with_another_name_at_the_end_is_not_killed(self):
+        process = self.sleeper()
+        output = self.kill_seen((process.pid, "logcat"),
+                                then=lambda: self.device.write(f"/proc/{process.pid}/comm", "system_server\n"))
+        self.assertNotIn("Killing", output)
+        self.assertIsNone(process.poll())
+        self.assertEqual(self.calls(), CLEAR + CAPTURE)
+
+    def test_process_that_has_ended_is_not_killed(self):
+        process = self.sleeper()
+
+        def end():
+            process.kill()
+            process.wait()
+        self.assertNotIn("Killing", self.kill_seen((process.pid, "logcat"), then=end))
+
+    def test_process_is_held_while_its_name_is_read(self):
+        process = self.sleeper()
+        log = self.device.path("/strace")
+        self.kill_seen((process.pid, "logcat"), strace=(
+            "-o", log, "-e", "trace=pidfd_open,openat,pidfd_send_signal,kill"))
+        with open(log) as calls:
+            calls = [line for line in calls if str(process.pid) in line or "pidfd_send_signal" in line]
+        self.assertEqual([re.match(r"\w+", line)[0] for line in calls],
+                         ["pidfd_open", "openat", "pidfd_send_signal"])
+        self.assertIn(f'"/proc/{process.pid}/comm"', calls[1])
+        self.assertEqual(wait_for_end(process), -signal.SIGKILL)
+
+    def test_kernel_without_pidfds(self):
+        for error in ("ENOSYS", "EPERM", "EMFILE"):
+            for name, killed in (("logcat", True), ("system_server", False)):
+                process = self.sleeper()
+                output = self.kill_seen(
+                    (process.pid, "logcat"), strace=("-o", "/dev/null", "-e", f"inject=pidfd_open:error={error}"),
+                    then=lambda: self.device.write(f"/proc/{process.pid}/comm", f"{name}\n"))
+                self.assertEqual(KILLING.format(process.pid) in output, killed)
+                if killed:
+                    self.assertEqual(wait_for_end(process), -signal.SIGKILL)
+                self.assertIsNone(None if killed else process.poll())
+                self.device.remove("/data/logcat-pid")
 
     def test_threads_of_logcat_lead_to_its_process(self):
         process = self.sleeper()

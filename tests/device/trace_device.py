@@ -189,14 +189,18 @@ class TraceTest(DeviceTest):
 
     def inject(self, program, thread, *faults):
         """From now on strace makes calls of the thread with this name fail."""
+        self.attach_strace(program, thread, "-o", "/dev/null",
+                           *(word for fault in faults for word in ("-e", f"inject={fault}")))
+
+    def attach_strace(self, program, thread, *words):
+        """From now on strace, with these arguments, traces the thread with this name."""
         tasks = f"/proc/{program.pid}/task"
 
         def read(task, file):
             with open(f"{tasks}/{task}/{file}") as text:
                 return text.read()
         task = next(task for task in os.listdir(tasks) if read(task, "comm") == thread + "\n")
-        tracer = subprocess.Popen(["strace", "-q", "-o", "/dev/null", "-p", task,
-                                   *(word for fault in faults for word in ("-e", f"inject={fault}"))])
+        tracer = subprocess.Popen(["strace", "-q", *words, "-p", task])
         self.addCleanup(tracer.wait)
         self.addCleanup(tracer.kill)
         wait_for(lambda: "\nTracerPid:\t0\n" not in read(task, "status"), "strace has the thread")
