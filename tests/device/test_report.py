@@ -3,8 +3,11 @@
 import os
 import re
 import subprocess
+import time
+import unittest
 
 from harness import IDLE_SYSTEM, TIMES, DeviceTest
+from deadline import wait_for
 from program import PROGRAM, SEPARATOR, TIMING_LINE, mask_times
 
 # user nice system idle iowait irq softirq steal guest guest_nice
@@ -214,6 +217,18 @@ class Threads(DeviceTest):
             self.lines(self.measure(f"--proc={os.path.basename(PROGRAM)}", change=self.change)),
             "50    other             : total=900  utime=900  stime=0    min_flt=0     maj_flt=0   \n")
 
+    def test_leading_zeros_of_an_entry(self):
+        # The entry gives the number, which is decimal, and the command line.
+        self.device.write("/proc/0070/cmdline", "padded\0")
+        self.thread(70, "thread", 0, 0, "1 1 1\n", pid=70)
+
+        def change():
+            self.thread(70, "thread", 1, 0, "3000001 4000001 6\n", pid=70)
+        self.assertEqual(
+            self.lines(self.measure("--proc=padded", change=change)),
+            "70    thread            : total=10   utime=10   stime=0    min_flt=0     maj_flt=0    "
+            "rt=3    wt=4    switches=5   \n")
+
     def test_empty_name_does_not_match_kernel_threads(self):
         self.device.process(2, "kthreadd", 0, cmdline="")
         self.assertEqual(
@@ -342,11 +357,11 @@ class Cpus(DeviceTest):
 
     def test_stat_longer_than_any_buffer_that_was_made_for_it(self):
         # The line of CPU 1 stands behind half a megabyte of interrupt counters.
+        # A CPU whose line is not seen has the figures of the sum, which are others.
         def write(user):
-            times = after(IDLE, user=user)
             filler = "intr" + " 0" * 250000 + "\n"
-            line = " ".join(map(str, times))
-            self.device.write("/proc/stat", f"cpu  {line}\ncpu0 {line}\n{filler}cpu1 {line}\n")
+            total, line = (" ".join(map(str, after(IDLE, user=count))) for count in (2 * user, user))
+            self.device.write("/proc/stat", f"cpu  {total}\ncpu0 {line}\n{filler}cpu1 {line}\n")
         write(0)
         self.assertEqual(
             self.cpu_lines(self.measure(change=lambda: write(3)))[1],
@@ -477,6 +492,38 @@ class Sections(DeviceTest):
         """Which of the heads stand where a line of the report begins, in their order."""
         return [head for line in output.split(SEPARATOR)[1].splitlines()
                 for head in self.HEADS if line.startswith(head)]
+
+
+class Times(DeviceTest):
+    @unittest.skipUnless(os.path.exists("/proc/self/ns/time"), "this kernel has no time namespaces")
+    def test_both_times_of_a_clock_come_from_that_clock(self):
+        # The clock that goes on during suspend is ten years ahead of the other one.
+        ahead_s = 10 * 365 * 86400
+        with self.device.start("--stdout", "--iter=1", "--interval=0", stdin=subprocess.DEVNULL,
+                               prefix=["unshare", "--time", f"--boottime={ahead_s}", "--fork"]) as program:
+            times = TIMING_LINE.search(program.finish()).groups()
+        for time_ms in map(int, times):
+            self.assertLess(time_ms, ahead_s * 1000)
+            self.assertGreaterEqual(time_ms, 0)
+
+    def test_time_of_the_after_snapshot_includes_the_report(self):
+        # More output than a pipe holds, whose reader waits longer than everything before has taken.
+        for pid in range(1000, 3000):
+            self.device.process(pid, "busy", 9)
+        reader, writer = os.pipe()
+        begin = time.monotonic()
+        with self.device.start("--stdout", "--iter=1", "--interval=0", "--min-cpu=-1", stdout=writer,
+                               stdin=subprocess.DEVNULL) as program:
+            os.close(writer)
+            wait_for(lambda: program.is_in("write"), "the pipe is full")
+            full = time.monotonic()
+            wait_for(lambda: time.monotonic() - full > full - begin + 0.1, "the reader has waited")
+            waited_ms = int((time.monotonic() - full) * 1000)
+            with open(reader, "rb") as pipe:
+                output = pipe.read().decode()
+            program.finish()
+        # Each of the two clock readings is cut to a millisecond.
+        self.assertGreaterEqual(int(TIMING_LINE.search(output)[4]), waited_ms - 1)
 
 
 class NothingAtAll(DeviceTest):
