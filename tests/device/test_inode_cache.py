@@ -180,6 +180,12 @@ class Walk(InodeCacheTest):
                 self.assertEqual(self.left(), left)
         self.assertEqual(self.lines(), [])
 
+    def test_cache_has_its_name_once_it_is_on_the_disk(self):
+        # A crash between the two would leave an empty file that is taken for a whole one.
+        log = self.walk(strace=("-e", "trace=write,fsync,rename"))
+        # Without the writes of the report.
+        self.assertEqual(re.findall(r"\b(write|fsync|rename)\((?![12],)", log)[-3:], ["write", "fsync", "rename"])
+
     def test_cache_that_is_there_is_not_made_again(self):
         self.device.write(CACHE, "")
         self.assertEqual(self.opened_directories(self.walk(strace=self.OPENS)), [])
