@@ -367,6 +367,10 @@ class BadLogcat(LogTest):
         self.assertEqual(sorted(self.records().splitlines()),
                          sorted((record + wait_record(7, 5)).splitlines()))
 
+    def test_has_no_descriptors_but_the_standard_ones(self):
+        self.assert_measures(lambda: self.assertEqual(
+            sorted(os.listdir(f"/proc/{self.wait_until_logged()}/fd")), ["0", "1", "2"]))
+
     def test_there_is_none(self):
         self.device.remove("/data/bin/logcat")
         self.device.remove("/data/bin/busybox")
