@@ -17,6 +17,7 @@ from harness import (DeviceTest, IDLE_CPUS, IDLE_DISKS, IDLE_SYSTEM, NO_BATTERY,
                      TIMES)
 from deadline import wait_for, wait_for_end
 from program import HOLDS_SIGNALS_BACK, SEPARATOR, mask_times
+from trace_device import TraceTest
 
 REST = IDLE_CPUS + IDLE_SYSTEM + TIMES
 REPORT = SEPARATOR + REST
@@ -228,6 +229,20 @@ class Enter(DeviceTest):
             os.write(leader, b"\n")
             self.assertEqual(mask_times(program.finish()), REPORT)
         os.close(leader)
+
+
+class SharedInput(TraceTest):
+    def test_input_that_another_reader_has_taken_does_not_end_the_wait(self):
+        # Input that does not block has nothing left then.
+        reader, writer = os.pipe()
+        os.set_blocking(reader, False)
+        with self.start("--enter", stdin=reader) as program, open(reader) as pipe:
+            program.wait_until_waiting()
+            self.inject(program, "tarnwick", "read:error=EAGAIN:when=1")
+            os.write(writer, b"\n")
+            self.assertEqual(mask_times(program.finish()), REPORT)
+            self.assertEqual(pending_bytes(pipe), 0)
+        os.close(writer)
 
 
 class Signal(DeviceTest):
