@@ -75,9 +75,7 @@ inline Fields statOf(std::string_view text) {
   return fieldsOf(*record);
 }
 
-inline Fields sscanfStatOf(const std::string& text) {
-  const android::sp<ProcessRecord> held = heldRecord();
-  Fields fields = fieldsOf(*held);
+inline Fields sscanfStatOf(const std::string& text, Fields fields = fieldsOf(*heldRecord())) {
   std::string name(text.size() + 1, '\0');
   char state = 0;
   int64_t no = 0;  // fields that are read and dropped
@@ -116,10 +114,10 @@ inline Schedstat schedstatOf(std::string_view text) {
   return {fields, record->runNs, record->waitNs, record->switches};
 }
 
-inline Schedstat sscanfSchedstatOf(const std::string& text) {
-  long long run = -10;
-  long long wait = -11;
-  long switches = -12;
+inline Schedstat sscanfSchedstatOf(const std::string& text, const Schedstat& held = {}) {
+  long long run = held.runNs;
+  long long wait = held.waitNs;
+  long switches = held.switches;
   const int fields = sscanf(text.c_str(), "%lld %lld %ld", &run, &wait, &switches);
   // The end of the text before the first field is -1 to sscanf and no field to us.
   return {std::max(fields, 0), run, wait, switches};
