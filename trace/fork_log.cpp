@@ -49,7 +49,7 @@ ForkLog::Buffer ForkLog::open(int cpu) {
   return {fd, static_cast<char*>(pages)};
 }
 
-ForkLog::ForkLog() : works_(false) {
+ForkLog::ForkLog() {
   const auto cpus = static_cast<int>(sysconf(_SC_NPROCESSORS_CONF));
   for (int cpu = 0; cpu < cpus; ++cpu) {
     const Buffer buffer = open(cpu);

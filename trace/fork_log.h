@@ -42,7 +42,7 @@ class ForkLog {
   void take(const Buffer& buffer);
 
   std::vector<Buffer> buffers_;
-  bool works_;
+  bool works_ = false;
   std::unordered_map<int32_t, int32_t> tgids_;
   std::vector<char> records_;
 };

@@ -91,14 +91,11 @@ std::vector<pid_t> tracedLogcats() {
   return pids;
 }
 
-// The tool never ends by itself. It runs, so it is in the trace, and the pipe thread has its id. So
-// is the one that cleared the log; it has ended, and another process can have its id.
+// The tool never ends by itself. It runs, so most traces have seen it, and the pipe thread has its
+// id. Many have seen the one that cleared the log, too; it has ended, and another process can have
+// its id.
 void endLogcat() {
-  const std::vector<pid_t> pids = tracedLogcats();
-  if (pids.empty()) {
-    ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kFallbackTimeout);
-  }
-  for (const pid_t pid : pids) {
+  for (const pid_t pid : tracedLogcats()) {
     const ProcessHandle process(pid);
     if (process.isNamed(kLogcatName)) {
       postMessage("Killing logcat process " + std::to_string(pid));
@@ -106,6 +103,7 @@ void endLogcat() {
       return;
     }
   }
+  ShellCommand("busybox pkill logcat", ShellCommand::Output::kInherited).wait(kFallbackTimeout);
 }
 
 }  // namespace

@@ -280,7 +280,7 @@ class Commands(LogTest):
                                 then=lambda: self.device.write(f"/proc/{process.pid}/comm", "system_server\n"))
         self.assertNotIn("Killing", output)
         self.assertIsNone(process.poll())
-        self.assertEqual(self.calls(), CLEAR + CAPTURE)
+        self.assertEqual(self.calls(), CLEAR + CAPTURE + FALLBACK)
 
     def test_process_that_has_ended_is_not_killed(self):
         process = self.sleeper()

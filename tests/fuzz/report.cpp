@@ -434,7 +434,7 @@ class Expected {
   int64_t gained(std::initializer_list<const char*> older,
                  std::initializer_list<const char*> newer) {
     const bool seen = std::any_of(older.begin(), older.end(),
-                                  [this](const char* name) { return seenNames_.count(name) != 0; });
+                                  [this](const char* name) { return seenNames_.contains(name); });
     return gained(seen ? older : newer);
   }
 

@@ -16,7 +16,8 @@ std::set<clockid_t>& clocksRead() {
 
 }  // namespace
 
-// The C++ library reads all its clocks with this call.
+// The C++ library reads all its clocks with this call, whose declaration has reserved names.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
   clocksRead().insert(clock);
   return static_cast<int>(syscall(SYS_clock_gettime, clock, time));
