@@ -6,6 +6,7 @@ import shutil
 import subprocess
 
 from harness import TESTS
+from deadline import wait_for
 from inode_cache import InodeCacheTest
 
 DISK = "/data/disk"
@@ -32,6 +33,7 @@ class NumbersTest(InodeCacheTest):
 
     def compare(self, setup):
         """The lines of DISK are those that stat gives. Returns the names that the walk asked for."""
+        self.wait_until_unmounted()
         found = "/data/found"
         # A program of its own makes the calls that the walk may leave out.
         look = f"find {DISK} -type f -exec stat -L -c '%d %i %n' {{}} + > {found}"
@@ -44,6 +46,21 @@ class NumbersTest(InodeCacheTest):
         lines = [line for line in self.lines() if line.split(" ", 1)[1].startswith(f"{DISK}/")]
         self.assertEqual(sorted(lines), sorted(expected))
         return set(re.findall(r'fstatat\w*\(\d+, "([^"/]+)", .*AT_SYMLINK_NOFOLLOW', log))
+
+    def wait_until_unmounted(self):
+        """The kernel unmounts the disk of a mount namespace some time after the namespace has ended."""
+        image = self.device.path(IMAGE)
+        if not os.path.exists(image):
+            return
+        status = os.stat(image)
+        file = [f"{os.major(status.st_dev)}:{os.minor(status.st_dev)}", str(status.st_ino)]
+
+        def is_unmounted():
+            loops = subprocess.run(["losetup", "--list", "--noheadings", "--output", "BACK-MAJ:MIN,BACK-INO"],
+                                   env=os.environ | {"PATH": f"{os.environ['PATH']}:{TOOLS}"},
+                                   check=True, capture_output=True, text=True).stdout
+            return file not in [line.split() for line in loops.splitlines()]
+        wait_for(is_unmounted, "the disk is unmounted")
 
     def make_image(self, *command, megabytes=64):
         with open(self.device.path(IMAGE), "wb") as image:
